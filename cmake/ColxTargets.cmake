@@ -1,0 +1,39 @@
+# One line per target: every *_test.cpp is a test program, every *_bench.cpp a benchmark.
+
+find_package(Threads REQUIRED)
+
+# Programs that load or link the library supply host_raise_internal, so they export their symbols.
+function(colx_program name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE colx_flags)
+  set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+endfunction()
+
+# colx_tests(<folder>): a program and a test for each <folder>/*_test.cpp, linked against the
+# static archive of the kernels (hidden kernels are reachable by name), the host layer, the test
+# support and the oracles.
+function(colx_tests folder)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*_test.cpp)
+  foreach(source IN LISTS sources)
+    get_filename_component(name ${source} NAME_WE)
+    colx_program(${name} ${source})
+    target_link_libraries(${name} PRIVATE colx_test_support colx_host colx_x86_static GTest::gtest
+      GTest::gtest_main)
+    add_dependencies(${name} colx_x86)
+    target_compile_definitions(${name} PRIVATE
+      COLX_LIBRARY_FILE="$<TARGET_FILE:colx_x86>" COLX_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+    add_test(NAME ${folder}/${name} COMMAND ${name} --gtest_brief=1)
+    set_tests_properties(${folder}/${name} PROPERTIES TIMEOUT 600)
+  endforeach()
+endfunction()
+
+# colx_benchmarks(<folder>): a program for each <folder>/*_bench.cpp.
+function(colx_benchmarks folder)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*_bench.cpp)
+  foreach(source IN LISTS sources)
+    get_filename_component(name ${source} NAME_WE)
+    colx_program(${name} ${source})
+    target_link_libraries(${name} PRIVATE colx_bench_support colx_host colx_x86_static
+      benchmark::benchmark)
+  endforeach()
+endfunction()
