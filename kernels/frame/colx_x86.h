@@ -369,8 +369,9 @@ static inline uint32_t colx_column_index(uint32_t opc, uint8_t key) {
   return opc | (uint32_t)key << 5;
 }
 
-/* A slot: cast to the call shape of its operation, below, before the call. */
-typedef uint32_t (*colx_kernel_fn)(void);
+/* A slot. Kernels differ in their arguments and all return an unsigned 32-bit status: cast the slot
+ * to the call shape of its operation, below, before the call. */
+typedef void (*colx_kernel_fn)(void);
 
 /* eq, lt, gt, le, ge, ne. args[0] points at the constant: for dictionary codes a number in machine
  * byte order (4 bytes at packed and one-bit widths, else the code's own width), for fixed and dynp

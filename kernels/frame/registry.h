@@ -1,0 +1,51 @@
+// The one list of table kernels. Each axis is listed once; every kernel is a row
+//
+//   K(form, name, op, enc, code, flag)
+//
+// with its argument form (one_sided, range, decode, binary), its C name, operation, encoding, width
+// code and flag. The rows give the prototypes (kernels.h), the slots and the names
+// (dispatch_table.cpp), and each family stamps its definitions from its own list here. A family
+// joins the table by one word in COLX_TABLE_KERNELS; its twins by one in COLX_SELECTIVE_TWINS.
+#pragma once
+
+#include "kernels/frame/slot_index.h"
+
+#define COLX_ONE_SIDED_OPS(X, ...) \
+  X(eq, __VA_ARGS__)               \
+  X(lt, __VA_ARGS__)               \
+  X(gt, __VA_ARGS__) X(le, __VA_ARGS__) X(ge, __VA_ARGS__) X(ne, __VA_ARGS__)
+#define COLX_RANGE_OPS(X, ...) \
+  X(gt_lt, __VA_ARGS__) X(gt_le, __VA_ARGS__) X(ge_lt, __VA_ARGS__) X(ge_le, __VA_ARGS__)
+
+// Ten operations of one encoding and width, plain and in the variant form that `suffix` names.
+#define COLX_PREDICATE(form, op, w, enc, suffix, K)                \
+  K(form, colx_##op##_##enc##_##w##bit, op, enc, width_code(w), 0) \
+  K(form, colx_##op##_##enc##_##w##bit##suffix, op, enc, width_code(w), 1)
+#define COLX_ONE_SIDED(op, ...) COLX_PREDICATE(one_sided, op, __VA_ARGS__)
+#define COLX_RANGE(op, ...)     COLX_PREDICATE(range, op, __VA_ARGS__)
+#define COLX_PREDICATES_OF(w, ...)                   \
+  COLX_ONE_SIDED_OPS(COLX_ONE_SIDED, w, __VA_ARGS__) \
+  COLX_RANGE_OPS(COLX_RANGE, w, __VA_ARGS__)
+
+// Dictionary predicates, by the width of a code.
+#define COLX_DICT_ALIGNED(K)             \
+  COLX_PREDICATES_OF(8, dict, _null, K)  \
+  COLX_PREDICATES_OF(16, dict, _null, K) \
+  COLX_PREDICATES_OF(32, dict, _null, K) \
+  COLX_PREDICATES_OF(64, dict, _null, K)
+
+// All table kernels, and those of them that hand over to a twin named <kernel>_selective.
+#define COLX_TABLE_KERNELS(K)   COLX_DICT_ALIGNED(K)
+#define COLX_SELECTIVE_TWINS(K) COLX_DICT_ALIGNED(K)
+
+// Parameters and arguments by form.
+#define COLX_PARAMS_one_sided colx_cv *res, colx_cv *src, const void *const *args, colx_kctx *kctx
+#define COLX_ARGS_one_sided   res, src, args, kctx
+#define COLX_PARAMS_range                                                             \
+  colx_cv *res, colx_cv *src, const void *const *lo_args, const void *const *hi_args, \
+      colx_kctx *kctx
+#define COLX_ARGS_range    res, src, lo_args, hi_args, kctx
+#define COLX_PARAMS_decode colx_cv *res, colx_cv *src, colx_kctx *kctx
+#define COLX_ARGS_decode   res, src, kctx
+#define COLX_PARAMS_binary colx_cv *res, colx_cv *src, colx_cv *other, colx_kctx *kctx
+#define COLX_ARGS_binary   res, src, other, kctx

@@ -1,0 +1,158 @@
+// The frame around every scan, once for all row policies. A kernel is its row policy inside this
+// frame; what the frame does is done per call, never per row.
+//
+// A row policy of full scans, a struct without data, has
+//   rows_per_step            rows that one step covers; a multiple of 8
+//   State                    what the loops keep: bounds in registers, cursors
+//   begin(in, args)          makes it; reads the constants
+//   step(state, out)         tests the next rows_per_step rows, stores their bits at `out` without
+//                            reading it, returns how many are set
+//   row(state, r)            tests row r; called for ascending r behind the last step
+// and may have
+//   finds_nothing(state)     bounds that no row can meet: nothing is read
+//
+// A row policy of selective scans has
+//   Selected, begin_selected(data, args, src)
+//   selected_row(state, r)   tests row r; called for ascending r
+#pragma once
+
+#include <cstring>
+
+#include "kernels/frame/bytes.h"
+#include "kernels/frame/colx_x86.h"
+#include "kernels/frame/decompression.h"
+#include "kernels/frame/platform.h"
+
+namespace colx {
+
+// Arrays of pointers to constants; `hi` is null for one-sided operations.
+struct ScanArgs {
+  const void* const* lo;
+  const void* const* hi;
+};
+#define COLX_CONSTANTS_one_sided \
+  colx::ScanArgs {               \
+    args, nullptr                \
+  }
+#define COLX_CONSTANTS_range \
+  colx::ScanArgs {           \
+    lo_args, hi_args         \
+  }
+
+// What the prologue settles. Under run-length encoding rows are runs and `out` has a bit per run.
+struct ScanInput {
+  const uint8_t* data;
+  uint64_t* out;
+  uint32_t rows;
+  const colx_cv* src;
+};
+
+// What families do differently at the end of a scan.
+struct ScanRules {
+  bool ands_nulls;
+  uint32_t selected_flag;  // ORed into colx_kctx_flags_out when a selection was applied
+};
+inline constexpr ScanRules predicate_rules = {true, COLX_OUT_SCAN_SELECTED};
+
+COLX_INLINE bool wants_selective(const colx_kctx* kctx) {
+  return kctx && kctx->colx_kctx_selection && kctx->colx_kctx_flags & COLX_KCTX_SELECTIVE;
+}
+
+ScanInput open_scan(const colx_cv* res, const colx_cv* src, const colx_kctx* kctx,
+                    const DecompressionTexts& texts);
+
+// ANDs nulls and selection, stores the count, returns the status; under run-length encoding the
+// status is that of the host's expansion.
+uint32_t close_scan(colx_cv* res, colx_cv* src, colx_kctx* kctx, const ScanInput& in,
+                    uint32_t count, const ScanRules& rules);
+
+constexpr size_t words_of(uint32_t rows) {
+  return (size_t{rows} + 63) >> 6;
+}
+
+// Clears the output from row `done`, a multiple of 8, to the end of its last word.
+inline void clear_rest(uint64_t* out, uint32_t rows, uint32_t done) {
+  std::memset(bytes_at(out, done >> 3), 0, words_of(rows) * 8 - (size_t{done} >> 3));
+}
+
+COLX_INLINE void set_bit(uint64_t* out, uint32_t row) {
+  out[row >> 6] |= uint64_t{1} << (row & 63);
+}
+
+template <class Rows>
+COLX_INLINE uint32_t scan_rows(const ScanInput& in, const ScanArgs& args) {
+  typename Rows::State state = Rows::begin(in, args);
+  uint32_t steps = in.rows / Rows::rows_per_step;
+  uint32_t rows = in.rows;
+  if constexpr (requires { Rows::finds_nothing(state); }) {
+    if (Rows::finds_nothing(state)) steps = rows = 0;
+  }
+  const uint32_t done = steps * Rows::rows_per_step;
+  uint8_t* out = bytes_at(in.out, 0);
+  uint32_t count = 0;
+  for (; steps != 0; --steps, out += Rows::rows_per_step / 8) count += Rows::step(state, out);
+  clear_rest(in.out, in.rows, done);
+  for (uint32_t r = done; r < rows; ++r) {
+    if (Rows::row(state, r)) {
+      set_bit(in.out, r);
+      ++count;
+    }
+  }
+  return count;
+}
+
+// A full scan: all rows of `res` are tested, then nulls and selection are ANDed in.
+template <class Rows>
+COLX_INLINE uint32_t scan(colx_cv* res, colx_cv* src, const ScanArgs& args, colx_kctx* kctx,
+                          const DecompressionTexts& texts) {
+  const ScanInput in = open_scan(res, src, kctx, texts);
+  return close_scan(res, src, kctx, in, scan_rows<Rows>(in, args), predicate_rules);
+}
+
+// What a selective scan shares with its siblings: the rows to visit, an iteration over them.
+struct SelectedRows {
+  const uint8_t* data;
+  uint64_t* out;
+  colx_lbiwv_ictx iteration;
+};
+
+// Rows from `src`, bits from `res`; run-length encoding is not consulted. Clears the output and
+// sets `selected_flag` before any row is read.
+SelectedRows open_selected(const colx_cv* res, const colx_cv* src, colx_kctx* kctx,
+                           uint32_t selected_flag, const DecompressionTexts& texts);
+
+// ANDs the nulls if the rules say so, stores the count and returns the status. The selection is
+// not ANDed: only its rows were tested.
+uint32_t close_selected(colx_cv* res, const colx_cv* src, uint64_t* out, uint32_t count,
+                        const ScanRules& rules);
+
+// Rows drawn from the selection at once.
+inline constexpr uint32_t selected_batch_rows = 256;
+
+template <class Rows>
+COLX_INLINE uint32_t test_selected(SelectedRows& in, typename Rows::Selected& state) {
+  uint32_t batch[selected_batch_rows];
+  uint32_t count = 0;
+  uint64_t drawn;
+  do {
+    drawn = colx_lbiwvones_dydi(&in.iteration, batch, selected_batch_rows);
+    for (uint64_t i = 0; i < drawn; ++i) {
+      const uint32_t r = batch[i];
+      const uint64_t hit = Rows::selected_row(state, r);
+      in.out[r >> 6] |= hit << (r & 63);
+      count += static_cast<uint32_t>(hit);
+    }
+  } while (drawn == selected_batch_rows);
+  return count;
+}
+
+// A selective scan: only the selection's rows are read and tested.
+template <class Rows>
+COLX_INLINE uint32_t scan_selected(colx_cv* res, colx_cv* src, const ScanArgs& args,
+                                   colx_kctx* kctx, const DecompressionTexts& texts) {
+  SelectedRows in = open_selected(res, src, kctx, predicate_rules.selected_flag, texts);
+  typename Rows::Selected state = Rows::begin_selected(in.data, args, src);
+  return close_selected(res, src, in.out, test_selected<Rows>(in, state), predicate_rules);
+}
+
+}  // namespace colx

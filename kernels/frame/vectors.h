@@ -1,0 +1,197 @@
+// The vocabulary of 16-byte vectors: the only place that names an intrinsic. A function is one
+// instruction unless its comment says otherwise; a template argument `L` is the lane size in bytes.
+// Patterns speak these words alone, so that a wider form could be built from them another day.
+#pragma once
+
+#include <nmmintrin.h>
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+#include "kernels/frame/platform.h"
+
+namespace colx {
+
+using Vec = __m128i;
+
+// Sixteen bytes of a constant table.
+struct alignas(16) Mask {
+  uint8_t bytes[16];
+};
+
+COLX_INLINE Vec load(const void* from) {
+  return _mm_loadu_si128(static_cast<const __m128i_u*>(from));
+}
+COLX_INLINE Vec load(const Mask& mask) {
+  return _mm_load_si128(reinterpret_cast<const __m128i*>(mask.bytes));
+}
+COLX_INLINE void store(void* to, Vec v) {
+  _mm_storeu_si128(static_cast<__m128i_u*>(to), v);
+}
+COLX_INLINE void store_aligned(void* to, Vec v) {
+  _mm_store_si128(static_cast<Vec*>(to), v);
+}
+COLX_INLINE Vec load_low_half(const void* from) {
+  return _mm_loadl_epi64(static_cast<const __m128i_u*>(from));
+}
+COLX_INLINE void store_low_half(void* to, Vec v) {
+  _mm_storel_epi64(static_cast<__m128i_u*>(to), v);
+}
+
+COLX_INLINE Vec zeros() {
+  return _mm_setzero_si128();
+}
+COLX_INLINE Vec all_ones() {
+  return _mm_set1_epi32(-1);
+}
+
+// The low L bytes of `value` in every lane. A short sequence; for use outside of loops.
+template <unsigned L>
+COLX_INLINE Vec splat(uint64_t value) {
+  if constexpr (L == 1) return _mm_set1_epi8(static_cast<char>(value));
+  if constexpr (L == 2) return _mm_set1_epi16(static_cast<short>(value));
+  if constexpr (L == 4) return _mm_set1_epi32(static_cast<int>(value));
+  if constexpr (L == 8) return _mm_set1_epi64x(static_cast<long long>(value));
+}
+
+COLX_INLINE Vec both(Vec a, Vec b) {
+  return _mm_and_si128(a, b);
+}
+COLX_INLINE Vec either(Vec a, Vec b) {
+  return _mm_or_si128(a, b);
+}
+COLX_INLINE Vec differ(Vec a, Vec b) {
+  return _mm_xor_si128(a, b);
+}
+// Bits of `a` that are clear in `b`.
+COLX_INLINE Vec without(Vec a, Vec b) {
+  return _mm_andnot_si128(b, a);
+}
+// Two instructions where a register of ones has to be made.
+COLX_INLINE Vec complement(Vec a) {
+  return _mm_xor_si128(a, all_ones());
+}
+
+template <unsigned L>
+COLX_INLINE Vec equal(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_cmpeq_epi8(a, b);
+  if constexpr (L == 2) return _mm_cmpeq_epi16(a, b);
+  if constexpr (L == 4) return _mm_cmpeq_epi32(a, b);
+  if constexpr (L == 8) return _mm_cmpeq_epi64(a, b);
+}
+
+// Lanes in which `a` is above `b`, both signed.
+template <unsigned L>
+COLX_INLINE Vec above_signed(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_cmpgt_epi8(a, b);
+  if constexpr (L == 2) return _mm_cmpgt_epi16(a, b);
+  if constexpr (L == 4) return _mm_cmpgt_epi32(a, b);
+  if constexpr (L == 8) return _mm_cmpgt_epi64(a, b);
+}
+
+template <unsigned L>
+COLX_INLINE Vec sum(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_add_epi8(a, b);
+  if constexpr (L == 2) return _mm_add_epi16(a, b);
+  if constexpr (L == 4) return _mm_add_epi32(a, b);
+  if constexpr (L == 8) return _mm_add_epi64(a, b);
+}
+
+template <unsigned L>
+COLX_INLINE Vec difference(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_sub_epi8(a, b);
+  if constexpr (L == 2) return _mm_sub_epi16(a, b);
+  if constexpr (L == 4) return _mm_sub_epi32(a, b);
+  if constexpr (L == 8) return _mm_sub_epi64(a, b);
+}
+
+// The smaller and the larger of two unsigned lanes, L of 1, 2 or 4.
+template <unsigned L>
+COLX_INLINE Vec smaller(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_min_epu8(a, b);
+  if constexpr (L == 2) return _mm_min_epu16(a, b);
+  if constexpr (L == 4) return _mm_min_epu32(a, b);
+}
+template <unsigned L>
+COLX_INLINE Vec larger(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_max_epu8(a, b);
+  if constexpr (L == 2) return _mm_max_epu16(a, b);
+  if constexpr (L == 4) return _mm_max_epu32(a, b);
+}
+
+// Low L bytes of the lanes' products, L of 2 or 4.
+template <unsigned L>
+COLX_INLINE Vec product(Vec a, Vec b) {
+  if constexpr (L == 2) return _mm_mullo_epi16(a, b);
+  if constexpr (L == 4) return _mm_mullo_epi32(a, b);
+}
+
+// Logical shifts of every lane by a constant, L of 2, 4 or 8.
+template <unsigned L, int Bits>
+COLX_INLINE Vec shifted_right(Vec a) {
+  if constexpr (L == 2) return _mm_srli_epi16(a, Bits);
+  if constexpr (L == 4) return _mm_srli_epi32(a, Bits);
+  if constexpr (L == 8) return _mm_srli_epi64(a, Bits);
+}
+template <unsigned L, int Bits>
+COLX_INLINE Vec shifted_left(Vec a) {
+  if constexpr (L == 2) return _mm_slli_epi16(a, Bits);
+  if constexpr (L == 4) return _mm_slli_epi32(a, Bits);
+  if constexpr (L == 8) return _mm_slli_epi64(a, Bits);
+}
+
+// Byte k of the result is byte control[k] & 15 of `v`, or 0 where control[k] has its top bit.
+COLX_INLINE Vec shuffle(Vec v, Vec control) {
+  return _mm_shuffle_epi8(v, control);
+}
+
+// Lane masks of two vectors to lanes half as wide, `a` in the low half; L is the wide lane, 2 or 4.
+// Signed saturation: exact for masks and for numbers that fit.
+template <unsigned L>
+COLX_INLINE Vec narrowed(Vec a, Vec b) {
+  if constexpr (L == 2) return _mm_packs_epi16(a, b);
+  if constexpr (L == 4) return _mm_packs_epi32(a, b);
+}
+
+// Bit k is the top bit of byte k.
+COLX_INLINE uint32_t top_bits(Vec v) {
+  return static_cast<uint32_t>(_mm_movemask_epi8(v));
+}
+
+COLX_INLINE uint64_t low_half(Vec v) {
+  return static_cast<uint64_t>(_mm_cvtsi128_si64(v));
+}
+COLX_INLINE uint64_t high_half(Vec v) {
+  return static_cast<uint64_t>(_mm_extract_epi64(v, 1));
+}
+
+COLX_INLINE uint32_t population(uint64_t word) {
+  return static_cast<uint32_t>(std::popcount(word));
+}
+
+// Into all cache levels, or past them for data that is used once. Never faults.
+COLX_INLINE void prefetch(const void* address) {
+  _mm_prefetch(static_cast<const char*>(address), _MM_HINT_T0);
+}
+COLX_INLINE void prefetch_once(const void* address) {
+  _mm_prefetch(static_cast<const char*>(address), _MM_HINT_NTA);
+}
+
+// Reverses the bytes of each lane of L bytes, by shuffle.
+template <unsigned L>
+inline constexpr Mask byte_swap_mask = [] {
+  Mask mask{};
+  for (unsigned k = 0; k < 16; ++k) mask.bytes[k] = static_cast<uint8_t>(k / L * L + L - 1 - k % L);
+  return mask;
+}();
+static_assert(byte_swap_mask<4>.bytes[0] == 3 && byte_swap_mask<4>.bytes[15] == 12);
+
+template <unsigned L>
+COLX_INLINE Vec lanes_byte_reversed(Vec v) {
+  if constexpr (L == 1) return v;
+  return shuffle(v, load(byte_swap_mask<L>));
+}
+
+}  // namespace colx

@@ -1,0 +1,137 @@
+// The ten comparisons: what each selects, and how a call turns its constants into one cheap test
+// of a vector lane.
+#pragma once
+
+#include "kernels/frame/slot_index.h"
+#include "kernels/frame/vectors.h"
+
+namespace colx {
+
+constexpr bool is_range(Op op) {
+  return op >= Op::gt_lt && op <= Op::ge_le;
+}
+
+// Whether code 0 is the column's NULL, which no comparison selects.
+enum class NullCodes : uint32_t { none, zero };
+
+// The contract, row by row: unsigned comparison with `lo`, or with `lo` and `hi`.
+template <Op op, class T>
+COLX_INLINE constexpr bool holds(T x, T lo, T hi) {
+  if constexpr (op == Op::eq) return x == lo;
+  if constexpr (op == Op::ne) return x != lo;
+  if constexpr (op == Op::lt) return x < lo;
+  if constexpr (op == Op::gt) return x > lo;
+  if constexpr (op == Op::le) return x <= lo;
+  if constexpr (op == Op::ge) return x >= lo;
+  if constexpr (op == Op::gt_lt) return (x > lo) & (x < hi);
+  if constexpr (op == Op::gt_le) return (x > lo) & (x <= hi);
+  if constexpr (op == Op::ge_lt) return (x >= lo) & (x < hi);
+  if constexpr (op == Op::ge_le) return (x >= lo) & (x <= hi);
+}
+
+template <Op op, NullCodes nulls, class T>
+COLX_INLINE constexpr bool selects(T x, T lo, T hi) {
+  if constexpr (nulls == NullCodes::zero) return (x != 0) & holds<op>(x, lo, hi);
+  return holds<op>(x, lo, hi);
+}
+
+// How a step tests a lane. The kinds of the second line are tested by their opposite, and the
+// stored bits are complemented once a store.
+enum class Test { equal, below, above, not_equal, not_equal_nor_zero, up_to, from, within };
+
+constexpr bool tests_opposite(Test test) {
+  return test >= Test::not_equal;
+}
+constexpr bool tests_order(Test test) {
+  return test == Test::below || test == Test::above || test >= Test::up_to;
+}
+
+// A null-aware comparison costs nothing more wherever its bound already keeps 0 out or can be
+// raised to 1 beforehand.
+constexpr Test test_of(Op op, NullCodes nulls) {
+  const bool zero_out = nulls == NullCodes::zero;
+  switch (op) {
+    case Op::eq:
+      return Test::equal;
+    case Op::ne:
+      return zero_out ? Test::not_equal_nor_zero : Test::not_equal;
+    case Op::lt:
+      return zero_out ? Test::within : Test::below;
+    case Op::le:
+      return zero_out ? Test::within : Test::up_to;
+    case Op::gt:
+      return Test::above;
+    case Op::ge:
+      return Test::from;
+    default:
+      return Test::within;
+  }
+}
+
+// The numbers of a test. `within` selects x from first to last; the others compare with `first`.
+struct TestBounds {
+  uint64_t first;
+  uint64_t last;
+  bool nothing;  // no code meets the bounds
+};
+
+template <Op op, NullCodes nulls>
+constexpr TestBounds test_bounds(uint64_t lo, uint64_t hi) {
+  constexpr bool zero_out = nulls == NullCodes::zero;
+  if constexpr (test_of(op, nulls) == Test::within) {
+    constexpr bool lo_open = op == Op::gt_lt || op == Op::gt_le;
+    constexpr bool hi_open = op == Op::gt_lt || op == Op::ge_lt || op == Op::lt;
+    uint64_t first = is_range(op) ? lo : 0;  // lt and le come here to leave code 0 out
+    uint64_t last = is_range(op) ? hi : lo;
+    if ((lo_open && first == UINT64_MAX) || (hi_open && last == 0)) return {0, 0, true};
+    first += lo_open;
+    last -= hi_open;
+    if (zero_out && first == 0) first = 1;
+    return {first, last, first > last};
+  }
+  if constexpr (op == Op::eq && zero_out) return {lo, lo, lo == 0};
+  if constexpr (op == Op::ge && zero_out) return {lo == 0 ? 1 : lo, 0, false};
+  return {lo, 0, false};
+}
+static_assert(test_bounds<Op::ge_le, NullCodes::none>(3, 3).last == 3);
+static_assert(test_bounds<Op::gt_lt, NullCodes::none>(3, 4).nothing);
+static_assert(test_bounds<Op::gt_le, NullCodes::none>(UINT64_MAX, UINT64_MAX).nothing);
+static_assert(test_bounds<Op::lt, NullCodes::zero>(1, 0).nothing);
+static_assert(test_bounds<Op::le, NullCodes::zero>(7, 0).first == 1);
+
+// Bounds spread over the lanes, as `tested` wants them.
+struct LaneBounds {
+  Vec first;
+  Vec second;
+};
+
+constexpr uint64_t top_bit(unsigned lane_bytes) {
+  return uint64_t{1} << (8 * lane_bytes - 1);
+}
+
+// From a vector of each of a test's two numbers. Vector order is signed, so `biased` lanes, whose
+// top bit codes may use, get it added on both sides. `within` always gets it, and for nothing:
+// one subtraction moves the range to the bottom of the signed order, whatever wraps is above it.
+template <Test test, unsigned L, bool biased>
+COLX_INLINE LaneBounds lane_bounds(Vec first, Vec last) {
+  const Vec bias = splat<L>(top_bit(L));
+  if constexpr (test == Test::within)
+    return {sum<L>(first, bias), sum<L>(difference<L>(last, first), bias)};
+  if constexpr (tests_order(test) && biased) return {sum<L>(first, bias), zeros()};
+  return {first, zeros()};
+}
+
+// Lanes of `x` that meet the test, or that fail it where tests_opposite says so.
+template <Test test, unsigned L, bool biased>
+COLX_INLINE Vec tested(Vec x, const LaneBounds& bounds) {
+  if constexpr (test == Test::within)
+    return above_signed<L>(difference<L>(x, bounds.first), bounds.second);
+  if constexpr (test == Test::equal || test == Test::not_equal) return equal<L>(x, bounds.first);
+  if constexpr (test == Test::not_equal_nor_zero)
+    return either(equal<L>(x, bounds.first), equal<L>(x, zeros()));
+  if constexpr (biased) x = sum<L>(x, splat<L>(top_bit(L)));
+  if constexpr (test == Test::below || test == Test::from) return above_signed<L>(bounds.first, x);
+  return above_signed<L>(x, bounds.first);
+}
+
+}  // namespace colx
