@@ -15,10 +15,11 @@ target_include_directories(colx_flags INTERFACE ${PROJECT_SOURCE_DIR})
 
 # The kernels: no exceptions, no RTTI, hidden unless the public header exports it, calls among
 # exported functions not open to interposition. Floating-point results are part of the contract:
-# no contraction, and fast-math is never set.
+# no contraction, and fast-math is never set. -O2: patterns unroll what should be unrolled.
 add_library(colx_kernel_flags INTERFACE)
 target_link_libraries(colx_kernel_flags INTERFACE colx_flags)
 target_compile_options(colx_kernel_flags INTERFACE
+  $<$<CONFIG:Release>:-O2>
   -fPIC -fvisibility=hidden -fno-semantic-interposition
   -ffp-contract=off
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)

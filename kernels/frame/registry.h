@@ -34,9 +34,39 @@
   COLX_PREDICATES_OF(32, dict, _null, K) \
   COLX_PREDICATES_OF(64, dict, _null, K)
 
+#define COLX_DICT_PACKED_LANE8(K) \
+  COLX_PREDICATES_OF(2, dict, _null, K) COLX_PREDICATES_OF(4, dict, _null, K)
+#define COLX_DICT_PACKED_LANE16(K)       \
+  COLX_PREDICATES_OF(3, dict, _null, K)  \
+  COLX_PREDICATES_OF(5, dict, _null, K)  \
+  COLX_PREDICATES_OF(6, dict, _null, K)  \
+  COLX_PREDICATES_OF(7, dict, _null, K)  \
+  COLX_PREDICATES_OF(9, dict, _null, K)  \
+  COLX_PREDICATES_OF(10, dict, _null, K) \
+  COLX_PREDICATES_OF(12, dict, _null, K)
+#define COLX_DICT_PACKED_LANE32(K)       \
+  COLX_PREDICATES_OF(11, dict, _null, K) \
+  COLX_PREDICATES_OF(13, dict, _null, K) \
+  COLX_PREDICATES_OF(14, dict, _null, K) \
+  COLX_PREDICATES_OF(15, dict, _null, K) \
+  COLX_PREDICATES_OF(17, dict, _null, K) \
+  COLX_PREDICATES_OF(18, dict, _null, K) \
+  COLX_PREDICATES_OF(19, dict, _null, K) \
+  COLX_PREDICATES_OF(20, dict, _null, K) \
+  COLX_PREDICATES_OF(24, dict, _null, K)
+#define COLX_DICT_PACKED(K)  \
+  COLX_DICT_PACKED_LANE8(K)  \
+  COLX_DICT_PACKED_LANE16(K) \
+  COLX_DICT_PACKED_LANE32(K)
+#define COLX_DICT_ONE_BIT(K) COLX_PREDICATES_OF(1, dict, _null, K)
+
 // All table kernels, and those of them that hand over to a twin named <kernel>_selective.
-#define COLX_TABLE_KERNELS(K)   COLX_DICT_ALIGNED(K)
-#define COLX_SELECTIVE_TWINS(K) COLX_DICT_ALIGNED(K)
+#define COLX_TABLE_KERNELS(K) \
+  COLX_SELECTIVE_TWINS(K)     \
+  COLX_DICT_ONE_BIT(K)
+#define COLX_SELECTIVE_TWINS(K) \
+  COLX_DICT_ALIGNED(K)          \
+  COLX_DICT_PACKED(K)
 
 // Parameters and arguments by form.
 #define COLX_PARAMS_one_sided colx_cv *res, colx_cv *src, const void *const *args, colx_kctx *kctx

@@ -1,0 +1,11 @@
+// Dictionary predicates on packed codes of 2 and 4 bits, in lanes of one byte.
+#include "kernels/frame/kernels.h"
+#include "kernels/predicate/dict_packed.h"
+
+extern "C" {
+namespace colx {
+
+COLX_DICT_PACKED_LANE8(COLX_DEFINE_PACKED)
+
+}  // namespace colx
+}  // extern "C"
