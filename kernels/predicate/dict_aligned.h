@@ -16,6 +16,7 @@ struct AlignedCodes {
   static constexpr unsigned lane = width_bits / 8;
   static constexpr uint32_t rows_per_step = 128 / lane;
   static constexpr Test test = test_of(op, nulls);
+  static constexpr Order order = Order::biased;
   using Code = Unsigned<lane>;
 
   // Tests a row by itself: the tail's way, and the selective scan's.
@@ -53,7 +54,7 @@ struct AlignedCodes {
     const Selected single = begin_selected(in.data, args, in.src);
     const TestBounds bounds = test_bounds<op, nulls>(single.lo, single.hi);
     return {in.data, single,
-            lane_bounds<test, lane, true>(spread(bounds.first), spread(bounds.last)),
+            lane_bounds<test, lane, order>(spread(bounds.first), spread(bounds.last)),
             bounds.nothing};
   }
 
@@ -62,10 +63,10 @@ struct AlignedCodes {
   COLX_INLINE static uint32_t step(State& state, uint8_t* out) {
     const uint8_t* codes = state.codes;
     state.codes += 128;
-    return store_rows<lane, rows_per_step, tests_opposite(test)>(out, [&](auto v) {
+    return store_rows<lane, rows_per_step, marks_misses(test, order)>(out, [&](auto v) {
       Vec stored = load(codes + 16 * v);
       if constexpr (tests_order(test)) stored = lanes_byte_reversed<lane>(stored);
-      return tested<test, lane, true>(stored, state.bounds);
+      return tested<test, lane, order>(stored, state.bounds);
     });
   }
 

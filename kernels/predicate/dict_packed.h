@@ -38,7 +38,7 @@ static_assert(packed_step(2).loads == 4 && packed_step(2).reach() == 8);
 static_assert(packed_step(11).loads == 4 && packed_step(11).reach() == 5);
 static_assert(packed_step(19).loads == 8 && packed_step(19).reach() == 6);
 
-// Whether codes of this width ever use a lane's top bit, so that signed order needs a bias.
+// Whether codes of this width ever use a lane's top bit, which signed order would misread.
 constexpr bool uses_top_bit(unsigned width) {
   const unsigned lane = lane_bytes(width);
   for (unsigned k = lane - 1; k < 32; k += lane)
@@ -69,7 +69,7 @@ struct PackedCodes {
   static constexpr uint32_t rows_per_step = shape.rows;
   static constexpr unsigned lane = shape.lane;
   static constexpr Test test = test_of(op, nulls);
-  static constexpr bool biased = uses_top_bit(width);
+  static constexpr Order order = uses_top_bit(width) ? Order::biased : Order::plain;
   static_assert(shape.rows * width % 8 == 0, "a step ends on a byte boundary");
   static_assert(shape.reach() <= 8, "what the owner of a stream provides behind it");
 
@@ -101,7 +101,7 @@ struct PackedCodes {
   template <unsigned entry>
   COLX_INLINE static LaneBounds bounds_of(const TestBounds& bounds) {
     const Mask& shifts = colx_shift_masks[width].half[entry];
-    return lane_bounds<test, lane, biased>(
+    return lane_bounds<test, lane, order>(
         shifted_up<lane>(static_cast<uint32_t>(bounds.first), shifts),
         shifted_up<lane>(static_cast<uint32_t>(bounds.last), shifts));
   }
@@ -137,7 +137,7 @@ struct PackedCodes {
     const Vec stream = load(codes + shape.load_at(shape.load_of(vector)));
     const Vec code = both(shuffle(stream, load(vector_shuffle<vector>)),
                           load(colx_and_masks[width].half[entry]));
-    return tested<test, lane, biased>(code, state.bounds[entry]);
+    return tested<test, lane, order>(code, state.bounds[entry]);
   }
 
   COLX_INLINE static uint32_t step(State& state, uint8_t* out) {
@@ -145,7 +145,7 @@ struct PackedCodes {
     state.codes += shape.bytes;
     prefetch(codes + 640);
     prefetch(codes + 704);
-    return store_rows<lane, rows_per_step, tests_opposite(test)>(
+    return store_rows<lane, rows_per_step, marks_misses(test, order)>(
         out, [&](auto vector) { return hits<vector>(codes, state); });
   }
 

@@ -47,16 +47,16 @@ COLX_INLINE Unsigned<Rows / 8> unit_bits(const Masks& masks) {
 }
 
 // Stores the bits of a step of `Rows` rows with plain stores of up to 64 bits and returns how many
-// are set. `opposite`: the masks mark the rows that are not selected.
-template <unsigned L, unsigned Rows, bool opposite, unsigned First = 0, class Masks>
+// are set. `misses`: the masks mark the rows that are not selected.
+template <unsigned L, unsigned Rows, bool misses, unsigned First = 0, class Masks>
 COLX_INLINE uint32_t store_rows(uint8_t* out, const Masks& masks) {
   if constexpr (Rows > 64) {
-    const uint32_t low = store_rows<L, 64, opposite, First>(out, masks);
-    return low + store_rows<L, Rows - 64, opposite, First + 64 * L / 16>(out + 8, masks);
+    const uint32_t low = store_rows<L, 64, misses, First>(out, masks);
+    return low + store_rows<L, Rows - 64, misses, First + 64 * L / 16>(out + 8, masks);
   } else {
     using Unit = Unsigned<Rows / 8>;
     Unit bits = unit_bits<L, Rows, First>(masks);
-    if constexpr (opposite) bits = static_cast<Unit>(~bits);
+    if constexpr (misses) bits = static_cast<Unit>(~bits);
     store_as<Unit>(out, bits);
     return population(bits);
   }

@@ -35,15 +35,32 @@ COLX_INLINE constexpr bool selects(T x, T lo, T hi) {
   return holds<op>(x, lo, hi);
 }
 
-// How a step tests a lane. The kinds of the second line are tested by their opposite, and the
-// stored bits are complemented once a store.
-enum class Test { equal, below, above, not_equal, not_equal_nor_zero, up_to, from, within };
+// What a step asks of a lane.
+enum class Test { equal, not_equal, not_equal_nor_zero, below, above, up_to, from, within };
 
-constexpr bool tests_opposite(Test test) {
-  return test >= Test::not_equal;
-}
+// The vector compare is signed, which is as good as unsigned while codes never use a lane's top
+// bit. Biased lanes may use it: both sides of an order comparison get it added.
+enum class Order { plain, biased };
+
 constexpr bool tests_order(Test test) {
-  return test == Test::below || test == Test::above || test >= Test::up_to;
+  return test >= Test::below;
+}
+
+// Tests that are made by their opposite: the stored bits are complemented, once a store.
+constexpr bool marks_misses(Test test, Order order) {
+  switch (test) {
+    case Test::not_equal:
+    case Test::not_equal_nor_zero:
+    case Test::within:
+    case Test::up_to:
+      return true;
+    case Test::below:
+      return order == Order::plain;
+    case Test::from:
+      return order == Order::biased;
+    default:
+      return false;
+  }
 }
 
 // A null-aware comparison costs nothing more wherever its bound already keeps 0 out or can be
@@ -105,33 +122,41 @@ struct LaneBounds {
   Vec second;
 };
 
-constexpr uint64_t top_bit(unsigned lane_bytes) {
-  return uint64_t{1} << (8 * lane_bytes - 1);
+template <unsigned L>
+COLX_INLINE Vec top_bit_added(Vec x) {
+  return sum<L>(x, splat<L>(uint64_t{1} << (8 * L - 1)));
 }
 
-// From a vector of each of a test's two numbers. Vector order is signed, so `biased` lanes, whose
-// top bit codes may use, get it added on both sides. `within` always gets it, and for nothing:
-// one subtraction moves the range to the bottom of the signed order, whatever wraps is above it.
-template <Test test, unsigned L, bool biased>
+// From a vector of each of a test's two numbers. `within` is one subtraction, which moves the range
+// to the bottom of the signed order, and one comparison: whatever wraps lies above the range.
+template <Test test, unsigned L, Order order>
 COLX_INLINE LaneBounds lane_bounds(Vec first, Vec last) {
-  const Vec bias = splat<L>(top_bit(L));
   if constexpr (test == Test::within)
-    return {sum<L>(first, bias), sum<L>(difference<L>(last, first), bias)};
-  if constexpr (tests_order(test) && biased) return {sum<L>(first, bias), zeros()};
+    return {top_bit_added<L>(first), top_bit_added<L>(difference<L>(last, first))};
+  if constexpr (tests_order(test) && order == Order::biased)
+    return {top_bit_added<L>(first), zeros()};
+  // x >= c as x > c - 1, which holds for 0 too in the signed order.
+  if constexpr ((test == Test::below || test == Test::from) && order == Order::plain)
+    return {sum<L>(first, all_ones()), zeros()};
   return {first, zeros()};
 }
 
-// Lanes of `x` that meet the test, or that fail it where tests_opposite says so.
-template <Test test, unsigned L, bool biased>
+// Lanes of `x` that meet the test, or those that fail it where marks_misses says so.
+template <Test test, unsigned L, Order order>
 COLX_INLINE Vec tested(Vec x, const LaneBounds& bounds) {
-  if constexpr (test == Test::within)
-    return above_signed<L>(difference<L>(x, bounds.first), bounds.second);
-  if constexpr (test == Test::equal || test == Test::not_equal) return equal<L>(x, bounds.first);
-  if constexpr (test == Test::not_equal_nor_zero)
-    return either(equal<L>(x, bounds.first), equal<L>(x, zeros()));
-  if constexpr (biased) x = sum<L>(x, splat<L>(top_bit(L)));
-  if constexpr (test == Test::below || test == Test::from) return above_signed<L>(bounds.first, x);
-  return above_signed<L>(x, bounds.first);
+  const Vec c = bounds.first;
+  if constexpr (test == Test::within) {
+    return above_signed<L>(difference<L>(x, c), bounds.second);
+  } else if constexpr (test == Test::equal || test == Test::not_equal) {
+    return equal<L>(x, c);
+  } else if constexpr (test == Test::not_equal_nor_zero) {
+    return equal<L>(without(x, equal<L>(x, c)), zeros());
+  } else {
+    if constexpr (order == Order::biased) x = top_bit_added<L>(x);
+    if constexpr (order == Order::biased && (test == Test::below || test == Test::from))
+      return above_signed<L>(c, x);
+    return above_signed<L>(x, c);
+  }
 }
 
 }  // namespace colx
