@@ -17,8 +17,8 @@ function(colx_tests folder)
   foreach(source IN LISTS sources)
     get_filename_component(name ${source} NAME_WE)
     colx_program(${name} ${source})
-    target_link_libraries(${name} PRIVATE colx_test_support colx_host colx_x86_static GTest::gtest
-      GTest::gtest_main)
+    target_link_libraries(${name} PRIVATE
+      $<LINK_GROUP:RESCAN,${COLX_TEST_LIBRARIES},colx_x86_static> GTest::gtest GTest::gtest_main)
     add_dependencies(${name} colx_x86)
     target_compile_definitions(${name} PRIVATE
       COLX_LIBRARY_FILE="$<TARGET_FILE:colx_x86>" COLX_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
