@@ -71,20 +71,23 @@ constexpr NameTable place_names() {
 }
 
 }  // namespace
+}  // namespace colx
 
+#pragma GCC visibility push(hidden)
 extern "C" {
 
 // The arrays of the public header are these tables under their exported type.
-extern constinit const SlotTable colx_dispatch_slots = place_kernels();
-extern constinit const NameTable colx_dispatch_name_table = place_names();
-extern const colx_kernel_fn colx_dispatch_table[COLX_DISPATCH_SLOTS]
-    __attribute__((alias("colx_dispatch_slots")));
-extern const char* const colx_dispatch_func_names[COLX_DISPATCH_SLOTS]
-    __attribute__((alias("colx_dispatch_name_table")));
-
-uint32_t colx_dispatch_table_size(void) {
-  return COLX_DISPATCH_SLOTS;
-}
+extern constinit const colx::SlotTable colx_dispatch_slots = colx::place_kernels();
+extern constinit const colx::NameTable colx_dispatch_name_table = colx::place_names();
 
 }  // extern "C"
-}  // namespace colx
+#pragma GCC visibility pop
+
+extern "C" {
+
+extern COLX_API const colx_kernel_fn colx_dispatch_table[COLX_DISPATCH_SLOTS]
+    __attribute__((alias("colx_dispatch_slots")));
+extern COLX_API const char* const colx_dispatch_func_names[COLX_DISPATCH_SLOTS]
+    __attribute__((alias("colx_dispatch_name_table")));
+
+}  // extern "C"

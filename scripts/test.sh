@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Builds and runs the tests, with all set-up a fresh Debian 12 needs.
+#
+# usage: test.sh [--all]
+#
+# Runs the suite under AddressSanitizer and UndefinedBehaviorSanitizer, then the release suite.
+# --all adds, one variant at a time, the debug build, the Clang build and ThreadSanitizer.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+variants=(asan release)
+case "${1-}" in
+  "") ;;
+  --all) variants=(debug clang tsan asan release) ;;
+  *)
+    echo "usage: ${0##*/} [--all]" >&2
+    exit 2
+    ;;
+esac
+
+scripts/install_packages.sh
+
+for variant in "${variants[@]}"; do
+  echo "== $variant: build"
+  cmake --preset "$variant" >"build-$variant.log" 2>&1 || {
+    cat "build-$variant.log"
+    exit 1
+  }
+  cmake --build --preset "$variant" >>"build-$variant.log" 2>&1 || {
+    grep -E 'error|warning|FAILED' -A 5 "build-$variant.log" | head -60
+    exit 1
+  }
+  echo "== $variant: tests"
+  ctest --preset "$variant" --output-on-failure -j "$(nproc)"
+done
