@@ -3,7 +3,8 @@
 #
 # usage: test.sh [--all]
 #
-# Runs the suite under AddressSanitizer and UndefinedBehaviorSanitizer, then the release suite.
+# Builds as a newcomer would, runs the suite under AddressSanitizer and UndefinedBehaviorSanitizer,
+# the demo, then the release suite.
 # --all adds, one variant at a time, the debug build, the Clang build and ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -20,6 +21,12 @@ esac
 
 scripts/install_packages.sh
 
+echo "== plain build"
+cmake -S . -B build >build.log && cmake --build build -j "$(nproc)" >>build.log || {
+  cat build.log
+  exit 1
+}
+
 for variant in "${variants[@]}"; do
   echo "== $variant: build"
   cmake --preset "$variant" >"build-$variant.log" 2>&1 || {
@@ -30,6 +37,10 @@ for variant in "${variants[@]}"; do
     grep -E 'error|warning|FAILED' -A 5 "build-$variant.log" | head -60
     exit 1
   }
+  if [ "$variant" = release ]; then
+    echo "== demo"
+    scripts/demo.sh
+  fi
   echo "== $variant: tests"
   ctest --preset "$variant" --output-on-failure -j "$(nproc)"
 done
