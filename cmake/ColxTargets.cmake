@@ -33,7 +33,7 @@ function(colx_benchmarks folder)
   foreach(source IN LISTS sources)
     get_filename_component(name ${source} NAME_WE)
     colx_program(${name} ${source})
-    target_link_libraries(${name} PRIVATE colx_bench_support colx_host colx_x86_static
+    target_link_libraries(${name} PRIVATE colx_bench_support colx_x86_static colx_host
       benchmark::benchmark)
   endforeach()
 endfunction()

@@ -1,0 +1,148 @@
+// column.h: stored columns, and the call records that kernels get of them.
+//
+//   StoredColumn     one column of a table: its format, its dictionary and its chunks
+//     Chunk          up to 65536 rows as one complete vector: streams with their slack, run data,
+//                    reportable rows, the slot of the decompressed copy
+//       ChunkVector  a thread's own colx_cv and colx_enc_ctx over one chunk
+//
+// Scans start at row 0 of a vector, so the chunk is the unit of scheduling: threads take chunks,
+// and row r of the table is row r % chunk_rows of chunk r / chunk_rows.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "host/dictionary_image.h"
+#include "host/result.h"
+#include "host/row_bits.h"
+#include "host/stream_buffer.h"
+#include "kernels/frame/colx_x86.h"
+
+namespace colx::host {
+
+inline constexpr uint32_t max_chunk_rows = 65536;
+// Writers take chunk sizes of 1 to max_chunk_rows rows; an error says so of any other.
+Result<void> check_chunk_rows(uint32_t rows);
+
+enum class Encoding : uint8_t {
+  fixed = COLX_ENC_FIXED,  // rows of one width, unsigned big-endian, back to back
+  dict = COLX_ENC_DICT,    // dictionary codes, big-endian packed
+  dynp = COLX_ENC_DYNP     // rows of 1 to 8 bytes with a stream of lengths
+};
+
+// How the rows of a column are stored.
+struct ColumnFormat {
+  Encoding encoding = Encoding::dict;
+  // dict: bits of a code, 1 to 20, 24, 32, 64. fixed: bits of a row, 8 to 64 in whole bytes.
+  // dynp: bits of the longest row, 16, 32 or 64.
+  uint32_t width_bits = 8;
+  // dict: code 0 is NULL, values start at code 1, scans use the _null forms.
+  bool zero_is_null = false;
+  // COLX_TYPE_... of a numeric column for sums and conversion; 0: not numeric.
+  uint32_t value_type = 0;
+
+  // Bits of the kernels' word: for fixed rows the next of 8, 16, 32, 64, else width_bits.
+  uint32_t kernel_bits() const;
+  // The column's part of a dispatch index. `variant` asks for the _null or _tz form; the records
+  // always carry the plain key, as decoders and group keys need it.
+  uint8_t key(bool variant = false) const;
+  // An error that says which width has no kernel.
+  Result<void> check() const;
+};
+
+// Run-length form: the chunk's code stream holds one code a run.
+struct Runs {
+  uint32_t count = 0;
+  uint32_t length_bits = 8;  // 8 or 16
+  StreamBuffer lengths;      // a length a run, bytes or 2 bytes big-endian
+  StreamBuffer positions;    // empty, or count + 1 first rows, 4 bytes big-endian
+};
+
+// Holds the decompressed copy of a compressed chunk: empty until the first kernel that touches the
+// chunk fills it, unsynchronised. Releases the copy.
+class DecompressionSlot {
+ public:
+  DecompressionSlot() = default;
+  ~DecompressionSlot();
+  DecompressionSlot(const DecompressionSlot&) = delete;
+  DecompressionSlot& operator=(const DecompressionSlot&) = delete;
+
+  void** address() { return &copy_; }
+
+  // Serialises the first touch: hold the result over the kernel call. The first holder has the
+  // slot to itself; once it has let go of a filled slot, later calls return at once, unlocked.
+  class Touch {
+   public:
+    explicit Touch(DecompressionSlot& slot);
+    ~Touch();
+    Touch(const Touch&) = delete;
+    Touch& operator=(const Touch&) = delete;
+
+   private:
+    DecompressionSlot& slot_;
+    std::unique_lock<std::mutex> lock_;
+  };
+  Touch touch() { return Touch(*this); }
+
+ private:
+  void* copy_ = nullptr;
+  std::atomic<bool> filled_{false};
+  std::mutex first_touch_;
+};
+
+struct Chunk {
+  uint32_t rows = 0;
+  StreamBuffer data;    // codes, rows or dynp values; the compressed image if image_bytes is not 0
+  StreamBuffer second;  // dynp lengths, or tie codes beside fixed rows
+  std::optional<Runs> runs;
+  // Rows that may be reported at all (colx_cv_nulls), a bit a row; a bit a run if there are runs.
+  std::optional<RowBits> reportable;
+  uint32_t image_bytes = 0;  // bytes of the decompressed stream; 0: not compressed
+  std::unique_ptr<DecompressionSlot> slot = std::make_unique<DecompressionSlot>();
+
+  // Entries of the code stream: runs if there are any, else rows.
+  uint32_t entries() const { return runs ? runs->count : rows; }
+};
+
+// Read-only after it was written, and then free to be shared among threads.
+struct StoredColumn {
+  ColumnFormat format;
+  std::shared_ptr<const DictionaryImage> dictionary;  // null: codes without values, or no codes
+  std::vector<Chunk> chunks;                          // none for a column of 0 rows
+
+  uint64_t rows() const;
+  // Bytes of all streams, slack and dictionary excluded.
+  uint64_t stream_bytes() const;
+};
+
+// One thread's records over one chunk: make it on the stack for a call or a series of calls. The
+// column must outlive it. Kernels change a record in the run-length paths and write the bits per
+// run into run_bits(), so two threads never share a ChunkVector; each makes its own.
+//
+// The kernel gets the chunk's rows, streams, reportable rows, run data with expand_runs() as the
+// expansion, and the slot; on a compressed chunk hold chunk().slot->touch() over the first call.
+class ChunkVector {
+ public:
+  // `index` below column.chunks.size().
+  ChunkVector(const StoredColumn& column, size_t index);
+  ChunkVector(const ChunkVector&) = delete;
+  ChunkVector& operator=(const ChunkVector&) = delete;
+
+  colx_cv* cv() { return &cv_; }
+  colx_enc_ctx* encoding() { return &encoding_; }
+  const Chunk& chunk() const { return chunk_; }
+  // A bit per run, written by scans of a run-length chunk; empty otherwise.
+  RowBits& run_bits() { return run_bits_; }
+
+ private:
+  const Chunk& chunk_;
+  RowBits run_bits_;
+  colx_enc_ctx encoding_{};
+  colx_cv cv_{};
+};
+
+}  // namespace colx::host
