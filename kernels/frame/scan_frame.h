@@ -131,6 +131,7 @@ inline constexpr uint32_t selected_batch_rows = 256;
 
 template <class Rows>
 COLX_INLINE uint32_t test_selected(SelectedRows& in, typename Rows::Selected& state) {
+  uint64_t* const out = in.out;
   uint32_t batch[selected_batch_rows];
   uint32_t count = 0;
   uint64_t drawn;
@@ -139,7 +140,7 @@ COLX_INLINE uint32_t test_selected(SelectedRows& in, typename Rows::Selected& st
     for (uint64_t i = 0; i < drawn; ++i) {
       const uint32_t r = batch[i];
       const uint64_t hit = Rows::selected_row(state, r);
-      in.out[r >> 6] |= hit << (r & 63);
+      out[r >> 6] |= hit << (r & 63);
       count += static_cast<uint32_t>(hit);
     }
   } while (drawn == selected_batch_rows);
