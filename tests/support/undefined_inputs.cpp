@@ -1,0 +1,86 @@
+#include "tests/support/undefined_inputs.h"
+
+#include <array>
+#include <iterator>
+
+#include "kernels/frame/colx_x86.h"
+#include "tests/oracle/dict_oracle.h"
+#include "tests/support/dict_batch.h"
+
+namespace colx::test {
+namespace {
+
+bool is_dict_predicate(uint32_t slot) {
+  return (slot & 31) <= COLX_OPC_GE_LE && (slot >> 5 & 3) == COLX_ENC_DICT;
+}
+
+bool does_not_fit(uint64_t constant, unsigned width_bits) {
+  return width_bits < 64 && constant >> width_bits != 0;
+}
+
+bool packed_constant_too_wide(const InputFacts& f) {
+  if (!is_dict_predicate(f.slot)) return false;
+  const oracle::DictScan scan = dict_scan_at(f.slot);
+  if (scan.width_bits == 1 || is_aligned_width(scan.width_bits)) return false;
+  return does_not_fit(f.lo, scan.width_bits) ||
+         (oracle::is_range(scan.opc) && does_not_fit(f.hi, scan.width_bits));
+}
+
+bool every_row_of_none(const InputFacts& f) {
+  if (!is_dict_predicate(f.slot) || f.rows != 0) return false;
+  const oracle::DictScan scan = dict_scan_at(f.slot);
+  return scan.width_bits == 1 &&
+         oracle::one_bit_result(scan.opc, scan.null_form, f.lo, f.hi) == oracle::OneBitResult::all;
+}
+
+bool compressed_without_kctx(const InputFacts& f) {
+  return f.compressed && !f.has_kctx;
+}
+bool run_length_without_kctx(const InputFacts& f) {
+  return f.run_length && !f.has_kctx;
+}
+
+constexpr UndefinedInput table[] = {
+    {"every kernel that reads a column", "the column is compressed and kctx is null",
+     "always passes a kctx", compressed_without_kctx},
+    {"every scan", "the column is run-length encoded and kctx is null", "always passes a kctx",
+     run_length_without_kctx},
+    {"every kernel that reads a column", "colx_env_alloc_cached returns null",
+     "its allocator reports through host_raise_internal, which ends the program", nullptr},
+    {"every kernel that reads a column",
+     "two calls at once are the first to touch one compressed column",
+     "holds a lock around the first touch of a chunk", nullptr},
+    {"colx_<op>_dict_<w>bit and its _null form, w of 2 to 7, 9 to 15, 17 to 20, 24",
+     "a constant does not fit in w bits (steps and tail may disagree; memory stays safe)",
+     "refuses the predicate", packed_constant_too_wide},
+    {"colx_<op>_dict_<w>bit and its _null form, w of 2 to 7, 9 to 15, 17 to 20, 24",
+     "rows * w reaches 2^32: the tail takes the bit position as a 32-bit number",
+     "chunks hold at most 65536 rows", nullptr},
+    {"colx_le_dict_1bit, colx_ge_dict_1bit, colx_ge_le_dict_1bit",
+     "the constants select every row and there are 0 rows", "refuses the scan", every_row_of_none},
+    {"colx_dispatch_decode_unpack", "the column's decode_unpack slot is empty",
+     "writes only keys whose slot is filled", nullptr},
+};
+
+std::array<uint64_t, std::size(table)> met = {};
+
+}  // namespace
+
+std::span<const UndefinedInput> undefined_inputs() {
+  return table;
+}
+
+const UndefinedInput* undefined_input(const InputFacts& facts) {
+  for (const UndefinedInput& row : table) {
+    if (row.applies == nullptr || !row.applies(facts)) continue;
+    ++met[static_cast<size_t>(&row - table)];
+    return &row;
+  }
+  return nullptr;
+}
+
+uint64_t times_met(const UndefinedInput& row) {
+  return met[static_cast<size_t>(&row - table)];
+}
+
+}  // namespace colx::test
