@@ -1,12 +1,8 @@
-// The entries that set the library up and the size of its table. The library has no state and no
-// tracing, so there is nothing to set up.
+// The entries that set the library up. It has no state and no tracing, so there is nothing to set
+// up.
 #include "kernels/frame/colx_x86.h"
 
 extern "C" {
-
-uint32_t colx_dispatch_table_size(void) {
-  return COLX_DISPATCH_SLOTS;
-}
 
 void colx_init_sharedlib_dydi(uint64_t) {}
 void colx_set_trace_level_dydi(uint64_t) {}
