@@ -6,11 +6,12 @@ add_library(colx_flags INTERFACE)
 target_compile_options(colx_flags INTERFACE
   -Wall -Wextra
   -march=x86-64 -msse4.2 -mpopcnt -mno-avx
-  $<$<BOOL:${COLX_WARNINGS_AS_ERRORS}>:-Werror>
-  $<$<BOOL:${COLX_SANITIZE}>:-fsanitize=${COLX_SANITIZE} -fno-sanitize-recover=all
-    -fno-omit-frame-pointer>)
-target_link_options(colx_flags INTERFACE
-  $<$<BOOL:${COLX_SANITIZE}>:-fsanitize=${COLX_SANITIZE}>)
+  $<$<BOOL:${COLX_WARNINGS_AS_ERRORS}>:-Werror>)
+if(COLX_SANITIZE)
+  target_compile_options(colx_flags INTERFACE
+    -fsanitize=${COLX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(colx_flags INTERFACE -fsanitize=${COLX_SANITIZE})
+endif()
 target_include_directories(colx_flags INTERFACE ${PROJECT_SOURCE_DIR})
 
 # The kernels: no exceptions, no RTTI, hidden unless the public header exports it, calls among
