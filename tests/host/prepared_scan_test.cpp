@@ -76,6 +76,35 @@ TEST_F(Scans, AnswerOverTheNarrowestWidths) {
   }
 }
 
+TEST_F(Scans, NeverReportNullsAndWalkToTheSameRows) {
+  for (const int64_t values : {1, 3, 6, 200, 5000}) {
+    std::vector<int64_t> rows(600);
+    RowBits present(rows.size()), selection(rows.size());
+    for (size_t row = 0; row < rows.size(); ++row) {
+      rows[row] = static_cast<int64_t>(row * 2654435761u % 1000003) % values;
+      if (row % 5) present.set(row);
+      if (row % 17 < 3) selection.set(row);
+    }
+    const auto stored = store_dictionary_column<int64_t>(rows, {.present = &present}).value();
+    for (const Compare compare : {Compare::ne, Compare::le, Compare::gt}) {
+      const CodePredicate predicate = stored.dictionary.where(compare, values / 2);
+      Rows all, selected;
+      for (uint32_t row = 0; row < rows.size(); ++row) {
+        const bool hit = compare == Compare::ne   ? rows[row] != values / 2
+                         : compare == Compare::le ? rows[row] <= values / 2
+                                                  : rows[row] > values / 2;
+        if (!hit || !present.test(row)) continue;
+        all.push_back(row);
+        if (selection.test(row)) selected.push_back(row);
+      }
+      SCOPED_TRACE(testing::Message() << name_of(compare) << " on " << values << " values");
+      EXPECT_EQ(rows_of(stored.column, predicate), all);
+      EXPECT_EQ(rows_of(stored.column, predicate, 0, {.rows = &selection}), selected);
+      EXPECT_EQ(rows_of(stored.column, predicate, 0, {&selection, true}), selected);
+    }
+  }
+}
+
 TEST_F(Scans, ApplyASelection) {
   const auto column = store_codes(std::vector<uint64_t>{5, 6, 5, 5}, {.width_bits = 8}).value();
   RowBits selection(4);
