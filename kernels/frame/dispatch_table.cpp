@@ -90,4 +90,8 @@ extern COLX_API const colx_kernel_fn colx_dispatch_table[COLX_DISPATCH_SLOTS]
 extern COLX_API const char* const colx_dispatch_func_names[COLX_DISPATCH_SLOTS]
     __attribute__((alias("colx_dispatch_name_table")));
 
+uint32_t colx_dispatch_table_size(void) {
+  return COLX_DISPATCH_SLOTS;
+}
+
 }  // extern "C"
