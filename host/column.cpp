@@ -63,6 +63,24 @@ uint64_t StoredColumn::stream_bytes() const {
   return bytes;
 }
 
+Result<void> StoredColumn::set_reportable(const RowBits& reportable) {
+  if (reportable.size() != rows())
+    return make_error("bits for %llu rows, but the column has %llu",
+                      static_cast<unsigned long long>(reportable.size()),
+                      static_cast<unsigned long long>(rows()));
+  for (size_t index = 0; index < chunks.size(); ++index)
+    if (chunks[index].runs)
+      return make_error("chunk %zu is run-length coded, where the bits would be taken as runs",
+                        index);
+  uint64_t row = 0;
+  for (Chunk& chunk : chunks) {
+    chunk.reportable = RowBits(chunk.rows);
+    for (uint32_t in_chunk = 0; in_chunk < chunk.rows; ++in_chunk, ++row)
+      if (reportable.test(row)) chunk.reportable->set(in_chunk);
+  }
+  return {};
+}
+
 ChunkVector::ChunkVector(const StoredColumn& column, size_t index)
     : chunk_(column.chunks[index]), run_bits_(chunk_.runs ? chunk_.runs->count : 0) {
   constexpr uint32_t layout_flags[] = {COLX_FIXED, COLX_DICT, 0};

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "host/dictionary_image.h"
+#include "host/encode_runs.h"
 #include "host/result.h"
 #include "host/row_bits.h"
 #include "host/stream_buffer.h"
@@ -52,14 +53,6 @@ struct ColumnFormat {
   uint8_t key(bool variant = false) const;
   // An error that says which width has no kernel.
   Result<void> check() const;
-};
-
-// Run-length form: the chunk's code stream holds one code a run.
-struct Runs {
-  uint32_t count = 0;
-  uint32_t length_bits = 8;  // 8 or 16
-  StreamBuffer lengths;      // a length a run, bytes or 2 bytes big-endian
-  StreamBuffer positions;    // empty, or count + 1 first rows, 4 bytes big-endian
 };
 
 // Holds the decompressed copy of a compressed chunk: empty until the first kernel that touches the
@@ -98,7 +91,7 @@ struct Chunk {
   uint32_t rows = 0;
   StreamBuffer data;    // codes, rows or dynp values; the compressed image if image_bytes is not 0
   StreamBuffer second;  // dynp lengths, or tie codes beside fixed rows
-  std::optional<Runs> runs;
+  std::optional<Runs> runs;  // run-length form: `data` holds one code a run
   // Rows that may be reported at all (colx_cv_nulls), a bit a row; a bit a run if there are runs.
   std::optional<RowBits> reportable;
   uint32_t image_bytes = 0;  // bytes of the decompressed stream; 0: not compressed
@@ -111,12 +104,18 @@ struct Chunk {
 // Read-only after it was written, and then free to be shared among threads.
 struct StoredColumn {
   ColumnFormat format;
-  std::shared_ptr<const DictionaryImage> dictionary;  // null: codes without values, or no codes
-  std::vector<Chunk> chunks;                          // none for a column of 0 rows
+  // Null: codes without values, or no codes. Decoders do not check that a code has a symbol.
+  std::shared_ptr<const DictionaryImage> dictionary;
+  std::vector<Chunk> chunks;  // none for a column of 0 rows
 
   uint64_t rows() const;
   // Bytes of all streams, slack and dictionary excluded.
   uint64_t stream_bytes() const;
+
+  // Lets scans report only the rows whose bit in `reportable` is set, a bit a row of the column.
+  // Before the column is shared. Errors leave the column as it is: another number of rows; a
+  // run-length chunk, where the library would take the bits as runs.
+  Result<void> set_reportable(const RowBits& reportable);
 };
 
 // One thread's records over one chunk: make it on the stack for a call or a series of calls. The

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <utility>
+#include <vector>
 
 namespace colx::host {
 namespace {
@@ -61,6 +63,23 @@ StreamBuffer pack_checked(std::span<const uint64_t> codes, uint32_t width_bits) 
   return stream;
 }
 
+Result<void> store_chunk_runs(Chunk& chunk, std::span<const uint64_t> codes, uint32_t width_bits,
+                              const RunLengthOptions& form) {
+  const std::vector<CodeRun> runs = find_runs(codes, max_run_rows(form.length_bits));
+  auto written = write_runs(runs, form.length_bits, form.positions);
+  if (!written) return written.error();
+  std::vector<uint64_t> codes_of_runs;
+  for (const CodeRun& run : runs) codes_of_runs.push_back(run.code);
+  chunk.data = pack_checked(codes_of_runs, width_bits);
+  chunk.runs = std::move(written).value();
+  return {};
+}
+
+Result<void> check_length_bits(const std::optional<RunLengthOptions>& runs) {
+  if (!runs || !runs->length_bits || runs->length_bits == 8 || runs->length_bits == 16) return {};
+  return make_error("run lengths of %u bits: use 8 or 16", runs->length_bits);
+}
+
 }  // namespace
 
 uint32_t narrowest_code_width(uint64_t largest) {
@@ -75,12 +94,16 @@ Result<StreamBuffer> pack_codes(std::span<const uint64_t> codes, uint32_t width_
 
 Result<StoredColumn> store_codes(std::span<const uint64_t> codes, const CodeOptions& options) {
   if (auto sound = check_chunk_rows(options.chunk_rows); !sound) return sound.error();
+  if (auto sound = check_length_bits(options.runs); !sound) return sound.error();
   const uint32_t width_bits =
       options.width_bits
           ? options.width_bits
           : narrowest_code_width(codes.empty() ? 0 : *std::ranges::max_element(codes));
   if (auto fit = check_codes(codes, width_bits); !fit) return fit.error();
 
+  RunLengthOptions form = options.runs.value_or(RunLengthOptions{});
+  if (options.runs && !form.length_bits)
+    form.length_bits = choose_length_bits(codes, options.chunk_rows, width_bits, form.positions);
   StoredColumn column;
   column.format = {Encoding::dict, width_bits, options.zero_is_null};
   for (size_t first = 0; first < codes.size(); first += options.chunk_rows) {
@@ -88,7 +111,11 @@ Result<StoredColumn> store_codes(std::span<const uint64_t> codes, const CodeOpti
         codes.subspan(first, std::min<size_t>(options.chunk_rows, codes.size() - first));
     Chunk& chunk = column.chunks.emplace_back();
     chunk.rows = static_cast<uint32_t>(part.size());
-    chunk.data = pack_checked(part, width_bits);
+    if (!options.runs) {
+      chunk.data = pack_checked(part, width_bits);
+    } else if (auto written = store_chunk_runs(chunk, part, width_bits, form); !written) {
+      return written.error();
+    }
   }
   return column;
 }

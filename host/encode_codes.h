@@ -11,9 +11,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "host/column.h"
+#include "host/encode_runs.h"
 #include "host/result.h"
 
 namespace colx::host {
@@ -26,13 +28,14 @@ uint32_t narrowest_code_width(uint64_t largest);
 Result<StreamBuffer> pack_codes(std::span<const uint64_t> codes, uint32_t width_bits);
 
 struct CodeOptions {
-  uint32_t width_bits = 0;               // 0: the narrowest that holds every code
-  bool zero_is_null = false;             // code 0 is NULL
-  uint32_t chunk_rows = max_chunk_rows;  // 1 to 65536
+  uint32_t width_bits = 0;                 // 0: the narrowest that holds every code
+  bool zero_is_null = false;               // code 0 is NULL
+  uint32_t chunk_rows = max_chunk_rows;    // 1 to 65536
+  std::optional<RunLengthOptions> runs{};  // set: the run-length form
 };
 
 // A column of codes without a dictionary. Errors as pack_codes(), with the row; a chunk size out of
-// range.
+// range; a width of run lengths other than 8 and 16.
 Result<StoredColumn> store_codes(std::span<const uint64_t> codes, const CodeOptions& options = {});
 
 }  // namespace colx::host

@@ -1,12 +1,11 @@
 #include "host/value_dictionary.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <iterator>
 #include <unordered_set>
 
-#include "host/big_endian.h"
+#include "host/value_forms.h"
 
 namespace colx::host {
 namespace {
@@ -91,13 +90,11 @@ std::vector<std::string> sorted_distinct(std::span<const std::string_view> value
 // Bytes of each value, one behind the other in `bytes`.
 void append_symbols(const std::vector<int64_t>& values, std::string& bytes,
                     std::vector<size_t>& lengths) {
-  size_t width = 1;
-  for (const int64_t value :
-       {values.empty() ? 0 : values.front(), values.empty() ? 0 : values.back()})
-    while (width < 8 && value != value << (64 - 8 * width) >> (64 - 8 * width)) width *= 2;
+  if (values.empty()) return;
+  const size_t width = integer_bytes(values.front(), values.back());
   for (const int64_t value : values) {
     uint8_t stored[8];
-    store_big_endian(stored, static_cast<uint64_t>(value), width);
+    store_integer(stored, value, width);
     bytes.append(reinterpret_cast<const char*>(stored), width);
     lengths.push_back(width);
   }
@@ -105,11 +102,9 @@ void append_symbols(const std::vector<int64_t>& values, std::string& bytes,
 
 void append_symbols(const std::vector<double>& values, std::string& bytes,
                     std::vector<size_t>& lengths) {
-  constexpr uint64_t sign = uint64_t{1} << 63;
   for (const double value : values) {
-    const auto bits = std::bit_cast<uint64_t>(value);
     uint8_t stored[8];
-    store_big_endian(stored, bits & sign ? ~bits : bits | sign, 8);
+    store_canonical(stored, value);
     bytes.append(reinterpret_cast<const char*>(stored), 8);
     lengths.push_back(8);
   }
@@ -277,7 +272,7 @@ Result<DictionaryColumn<T>> store_dictionary_column(
     return make_error("a dictionary of %llu codes does not fit %u bits; it takes %u",
                       static_cast<unsigned long long>(dictionary->end_code()), width_bits,
                       dictionary->narrowest_width_bits());
-  auto column = store_codes(*codes, {width_bits, nullable, options.chunk_rows});
+  auto column = store_codes(*codes, {width_bits, nullable, options.chunk_rows, options.runs});
   if (!column) return column.error();
   column->dictionary = std::make_shared<const DictionaryImage>(std::move(image).value());
   return DictionaryColumn<T>{std::move(dictionary).value(), std::move(column).value()};

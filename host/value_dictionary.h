@@ -52,10 +52,8 @@ struct CodePredicate {
 // Order: numbers by value (-0.0 and 0.0 are one value, 0.0), text by unsigned bytes. In a nullable
 // dictionary code 0 is NULL and values start at code 1; otherwise they start at code 0.
 //
-// In a DictionaryImage integers are two's-complement big-endian of 1, 2, 4 or 8 bytes, the least
-// that holds them all; doubles are 8 bytes in canonical form, whose byte order is the numeric order
-// (IEEE bits with the sign bit flipped, or all bits flipped if it was set), big-endian; text is its
-// bytes. NULL is a symbol of length 0.
+// In a DictionaryImage integers have the least bytes that hold them all and doubles are canonical
+// (value_forms.h); text is its bytes, NULL a symbol of length 0.
 //
 // Read-only once built; free to be shared among threads.
 template <class T>
@@ -110,9 +108,10 @@ extern template class Dictionary<double>;
 extern template class Dictionary<std::string>;
 
 struct DictionaryColumnOptions {
-  uint32_t width_bits = 0;               // 0: the narrowest that holds every code
-  const RowBits* present = nullptr;      // rows that have a value; null: all, not nullable
-  uint32_t chunk_rows = max_chunk_rows;  // 1 to 65536
+  uint32_t width_bits = 0;                 // 0: the narrowest that holds every code
+  const RowBits* present = nullptr;        // rows that have a value; null: all, not nullable
+  uint32_t chunk_rows = max_chunk_rows;    // 1 to 65536
+  std::optional<RunLengthOptions> runs{};  // set: the run-length form
 };
 
 // A dictionary and the column of its codes; the column holds the dictionary's image.

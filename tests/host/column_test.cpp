@@ -111,6 +111,32 @@ TEST(ChunkVector, HandsOutReportableRows) {
   EXPECT_EQ(ChunkVector(column, 0).cv()->colx_cv_nulls, column.chunks[0].reportable->data());
 }
 
+TEST(StoredColumn, SpreadsReportableRowsOverItsChunks) {
+  auto column = store_codes(std::vector<uint64_t>(250), {.chunk_rows = 100}).value();
+  RowBits rows(250);
+  for (const uint64_t row : {0, 99, 100, 249}) rows.set(row);
+  ASSERT_TRUE(column.set_reportable(rows));
+  const auto set = [&](size_t chunk, uint64_t row) {
+    return column.chunks[chunk].reportable->test(row);
+  };
+  EXPECT_TRUE(set(0, 0) && set(0, 99) && set(1, 0) && set(2, 49));
+  EXPECT_EQ(column.chunks[0].reportable->count(), 2u);
+  EXPECT_EQ(column.chunks[1].reportable->count(), 1u);
+  EXPECT_EQ(column.chunks[2].reportable->count(), 1u);
+  EXPECT_EQ(column.chunks[2].reportable->size(), 50u);
+}
+
+TEST(StoredColumn, RefusesReportableRowsThatDoNotFitAndStaysAsItIs) {
+  auto column = store_codes(std::vector<uint64_t>(10)).value();
+  EXPECT_EQ(column.set_reportable(RowBits(11)).message(),
+            "bits for 11 rows, but the column has 10");
+  auto runs = store_codes(std::vector<uint64_t>(10), {.runs = RunLengthOptions{}}).value();
+  EXPECT_EQ(runs.set_reportable(RowBits(10)).message(),
+            "chunk 0 is run-length coded, where the bits would be taken as runs");
+  EXPECT_FALSE(column.chunks[0].reportable);
+  EXPECT_FALSE(runs.chunks[0].reportable);
+}
+
 TEST(DecompressionSlot, OneThreadFillsIt) {
   colx_kernel_fn no_kernels[COLX_DISPATCH_SLOTS] = {};
   HostServices services(no_kernels, nullptr);
