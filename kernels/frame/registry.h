@@ -60,10 +60,18 @@
   COLX_DICT_PACKED_LANE32(K)
 #define COLX_DICT_ONE_BIT(K) COLX_PREDICATES_OF(1, dict, _null, K)
 
+// Run-length columns: from bits per run to bits per row.
+#define COLX_BURST(K)                                                          \
+  K(decode, colx_burst_rle_8bit, burst, rle, COLX_WIDTH_BURST_8BIT, 0)         \
+  K(decode, colx_burst_rle_8bit_cla, burst, rle, COLX_WIDTH_BURST_8BIT_CLA, 0) \
+  K(decode, colx_burst_rle_16bit, burst, rle, COLX_WIDTH_BURST_16BIT, 0)       \
+  K(decode, colx_burst_rle_16bit_cla, burst, rle, COLX_WIDTH_BURST_16BIT_CLA, 0)
+
 // All table kernels, and those of them that hand over to a twin named <kernel>_selective.
 #define COLX_TABLE_KERNELS(K) \
   COLX_SELECTIVE_TWINS(K)     \
-  COLX_DICT_ONE_BIT(K)
+  COLX_DICT_ONE_BIT(K)        \
+  COLX_BURST(K)
 #define COLX_SELECTIVE_TWINS(K) \
   COLX_DICT_ALIGNED(K)          \
   COLX_DICT_PACKED(K)

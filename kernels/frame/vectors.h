@@ -155,6 +155,33 @@ COLX_INLINE Vec narrowed(Vec a, Vec b) {
   if constexpr (L == 4) return _mm_packs_epi32(a, b);
 }
 
+// Lanes of two vectors alternating, from the low halves or from the high halves, `a` first.
+template <unsigned L>
+COLX_INLINE Vec alternated_low(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_unpacklo_epi8(a, b);
+  if constexpr (L == 2) return _mm_unpacklo_epi16(a, b);
+  if constexpr (L == 4) return _mm_unpacklo_epi32(a, b);
+  if constexpr (L == 8) return _mm_unpacklo_epi64(a, b);
+}
+template <unsigned L>
+COLX_INLINE Vec alternated_high(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_unpackhi_epi8(a, b);
+  if constexpr (L == 2) return _mm_unpackhi_epi16(a, b);
+  if constexpr (L == 4) return _mm_unpackhi_epi32(a, b);
+  if constexpr (L == 8) return _mm_unpackhi_epi64(a, b);
+}
+
+// The whole vector moved up by a number of bytes, zeros following from below.
+template <int Bytes>
+COLX_INLINE Vec moved_up(Vec a) {
+  return _mm_slli_si128(a, Bytes);
+}
+
+// The sum of the low eight bytes and that of the high eight, in two lanes of 8 bytes.
+COLX_INLINE Vec byte_sums(Vec a) {
+  return _mm_sad_epu8(a, zeros());
+}
+
 // Bit k is the top bit of byte k.
 COLX_INLINE uint32_t top_bits(Vec v) {
   return static_cast<uint32_t>(_mm_movemask_epi8(v));
