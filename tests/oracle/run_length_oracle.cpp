@@ -42,16 +42,15 @@ BurstForm burst_form(RunRows kind, uint32_t runs, uint64_t set) {
   return more_than_half ? BurstForm::inv_local_cla : BurstForm::local_cla;
 }
 
-BurstOutcome burst_outcome(RunRows kind, const colx_cv& res, const colx_cv& src,
+BurstOutcome burst_outcome(BurstForm form, RunRows kind, const colx_cv& res, const colx_cv& src,
                            const colx_kctx& kctx) {
   const colx_enc_ctx& encoding = *src.colx_cv_encoding_context;
   const uint32_t rows = res.colx_cv_num_of_rows;
   BurstOutcome outcome = {};
-  outcome.form = burst_form(kind, encoding.colx_enc_ctx_rle_rows, kctx.colx_kctx_aux_set);
   outcome.words.assign((uint64_t{rows} + 63) / 64, 0);
 
   // Rows that no run covers are as the form began.
-  const bool begins_set = is_inverted(outcome.form);
+  const bool begins_set = is_inverted(form);
   for (uint32_t row = 0; row < rows; ++row) put_bit(outcome.words.data(), row, begins_set);
 
   uint32_t changed = 0;

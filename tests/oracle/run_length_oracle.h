@@ -24,15 +24,14 @@ constexpr bool is_inverted(BurstForm form) {
 }
 
 struct BurstOutcome {
-  BurstForm form;
   std::vector<uint64_t> words;  // exactly the words that are written
   uint32_t num_set;
   uint32_t status;
 };
 
-// `kctx` is the record that a scan hands to the expansion: bits per run and how many are set. The
-// form follows from that number even if the bits say otherwise.
-BurstOutcome burst_outcome(RunRows kind, const colx_cv& res, const colx_cv& src,
+// What one form makes of `kctx`, the record that a scan hands to the expansion: bits per run and
+// how many are set. That number has picked the form and means nothing any more.
+BurstOutcome burst_outcome(BurstForm form, RunRows kind, const colx_cv& res, const colx_cv& src,
                            const colx_kctx& kctx);
 
 // Length of one run as stored: one byte, or two bytes big-endian.

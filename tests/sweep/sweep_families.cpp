@@ -3,10 +3,12 @@
 namespace colx::test {
 
 // Each family stands in its own file and here.
+extern const SweepFamily burst_sweep;
 extern const SweepFamily dict_predicate_sweep;
 
 std::span<const SweepFamily* const> sweep_families() {
   static constexpr const SweepFamily* families[] = {
+      &burst_sweep,
       &dict_predicate_sweep,
   };
   return families;
