@@ -58,7 +58,7 @@ extern constinit const colx_specialized_ctx colx_global_specialized_ctx = {
     .colx_sctx_groupkey = pending,
     .colx_sctx_gby_sum = pending,
     .colx_sctx_convert = pending,
-    .colx_sctx_prefix_decode = pending,
+    .colx_sctx_prefix_decode = colx_prefix_decode_dydi,
     .colx_sctx_hash = pending,
     .colx_sctx_ht_build = pending,
     .colx_sctx_ht_probe = pending,
@@ -66,7 +66,7 @@ extern constinit const colx_specialized_ctx colx_global_specialized_ctx = {
     .colx_sctx_gather = pending,
     .colx_sctx_transpose_reference = pending,
     .colx_sctx_transpose_convert = pending,
-    .colx_sctx_wpak_decode = pending,
+    .colx_sctx_wpak_decode = colx_wpak_decode_dydi,
     .colx_sctx_thread_ctx_init = colx_thread_ctx_init_dydi,
     .colx_sctx_thread_ctx_fini = colx_thread_ctx_fini_dydi,
 };

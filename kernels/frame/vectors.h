@@ -56,6 +56,11 @@ COLX_INLINE Vec splat(uint64_t value) {
   if constexpr (L == 8) return _mm_set1_epi64x(static_cast<long long>(value));
 }
 
+// Two instructions; for use outside of loops.
+COLX_INLINE Vec from_halves(uint64_t low, uint64_t high) {
+  return _mm_set_epi64x(static_cast<long long>(high), static_cast<long long>(low));
+}
+
 COLX_INLINE Vec both(Vec a, Vec b) {
   return _mm_and_si128(a, b);
 }
