@@ -20,17 +20,18 @@ COLX_INLINE uint32_t accumulate(void* res, const void* src, uint32_t src_len) {
 }
 
 }  // namespace
+}  // namespace colx
 
+// Outside of the namespace: a definition inside would not be the header's exported function.
 extern "C" {
 
 #define COLX_DEFINE(name, length_bytes, line)                                     \
   uint32_t name(void* res, uint32_t res_len, const void* src, uint32_t src_len) { \
     if (!(res_len >= src_len + 1))                                                \
       __assert_fail("res_len >= (src_len + 1)", "colxc_x86", line, #name);        \
-    return accumulate<length_bytes>(res, src, src_len);                           \
+    return colx::accumulate<length_bytes>(res, src, src_len);                     \
   }
 COLX_DEFINE(colx_build_cla_1_ub1, 1, 1558)
 COLX_DEFINE(colx_build_cla_1_ub2, 2, 1580)
 
 }  // extern "C"
-}  // namespace colx
