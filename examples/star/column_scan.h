@@ -1,0 +1,21 @@
+// column_scan.h: one comparison over one column, all rows.
+#pragma once
+
+#include "examples/star/engine.h"
+#include "examples/star/number_filter.h"
+#include "host/prepared_scan.h"
+#include "host/result.h"
+
+namespace colx::star {
+
+// The comparison bound to the kernel of the column's form. An error is a kernel that the library
+// lacks.
+host::Result<host::PreparedScan> prepare_scan(const Engine& engine, const EncodedColumn& column,
+                                              const NumberFilter& filter);
+
+// The steps are the fastest of `runs` runs, at least 1. NULL rows never match. An error is a kernel
+// that the library lacks, or one that breaks its contract.
+host::Result<Answer> run_column_scan(const Engine& engine, const EncodedColumn& column,
+                                     const NumberFilter& filter, unsigned runs);
+
+}  // namespace colx::star

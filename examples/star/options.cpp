@@ -1,0 +1,74 @@
+#include "examples/star/options.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+
+#include "examples/star/schema.h"
+
+namespace colx::star {
+namespace {
+
+// The build puts the library here, two folders above the program; an installed pair is found beside
+// the program or through the system's search path.
+std::filesystem::path default_library() {
+  const std::filesystem::path name = "libcolx_x86.so";
+  std::error_code failure;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", failure);
+  if (failure) return name;
+  const auto beside = program.parent_path();
+  for (const auto& folder : {beside, beside.parent_path().parent_path()})
+    if (std::filesystem::exists(folder / name, failure)) return folder / name;
+  return name;
+}
+
+// Says what is wrong with a scale, nothing if it is one. A NaN is in no range.
+std::string check_scale(const std::string& text) {
+  double scale = 0;
+  const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), scale);
+  if (failure == std::errc{} && end == text.data() + text.size() && scale >= smallest_scale &&
+      scale <= largest_scale)
+    return {};
+  return fmt::format("{} is not a number from {} to {}", text, smallest_scale, largest_scale);
+}
+
+}  // namespace
+
+ParsedOptions parse_options(int argc, const char* const* argv) {
+  ParsedOptions parsed;
+  Options& options = parsed.options;
+  options.library = default_library();
+  CLI::App app{
+      "Loads the Star Schema Benchmark into compressed column vectors, runs the scans of its\n"
+      "query flight 1 through libcolx_x86.so and checks every answer row by row."};
+  app.name("colx_star");
+  CLI::Option* const scale =
+      app.add_option("--scale", options.scale, "Generate this scale factor (1: 6,000,000 rows)")
+          ->check(check_scale)
+          ->capture_default_str();
+  app.add_option("--data", options.data, "Read lineorder.tbl, customer.tbl, ... in this folder")
+      ->type_name("DIR")
+      ->excludes(scale);
+  app.add_option("--library", options.library, "Kernel library to open")
+      ->type_name("FILE")
+      ->capture_default_str();
+  app.add_option("--rows", options.listed_rows, "Matching rows to print for each query")
+      ->check(CLI::Range(0u, 1000u))
+      ->capture_default_str();
+  app.add_option("--repeat", options.repeats, "Timed runs of each query; the best one counts")
+      ->check(CLI::Range(1u, 1000u))
+      ->capture_default_str();
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    parsed.exit_status = 0;
+    parsed.text = app.help();
+  } catch (const CLI::ParseError& wrong) {
+    parsed.exit_status = 2;
+    parsed.text = wrong.what();
+  }
+  return parsed;
+}
+
+}  // namespace colx::star

@@ -1,0 +1,171 @@
+// The demo host as its users meet it: the built program, its output and its exit status.
+
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+#include "tests/examples/tbl_folder.h"
+
+namespace colx::star {
+namespace {
+
+struct Outcome {
+  int status;
+  std::string output;  // standard output, and standard error where it was asked for
+};
+
+Outcome run_star(const std::string& arguments) {
+  const std::string command = std::string{COLX_STAR_PROGRAM} + " " + arguments;
+  FILE* const pipe = popen(command.c_str(), "r");
+  Outcome result{-1, {}};
+  if (!pipe) return result;
+  std::array<char, 4096> block;
+  while (const size_t bytes = std::fread(block.data(), 1, block.size(), pipe))
+    result.output.append(block.data(), bytes);
+  const int ended = pclose(pipe);
+  result.status = WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
+  return result;
+}
+
+const std::string with_library = "--library " COLX_LIBRARY_FILE " ";
+
+size_t occurrences(const std::string& text, std::string_view part) {
+  size_t count = 0;
+  for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+constexpr std::string_view right = "the row-by-row evaluation finds the same rows";
+
+TEST(StarProgram, AnswersEveryQueryRightAtTheSmallestScale) {
+  const Outcome demo = run_star(with_library + "--scale 0.01 --repeat 1");
+  EXPECT_EQ(demo.status, 0);
+  EXPECT_EQ(occurrences(demo.output, right), 4u) << demo.output;
+  EXPECT_EQ(occurrences(demo.output, "WRONG"), 0u) << demo.output;
+  EXPECT_NE(demo.output.find("lineorder, 60,000 rows"), std::string::npos) << demo.output;
+}
+
+TEST(StarProgram, FindsTheLibraryOfItsOwnBuild) {
+  EXPECT_EQ(run_star("--scale 0.01 --repeat 1").status, 0);
+}
+
+TEST(StarProgram, AnswersFromFilesAndListsTheRows) {
+  const Outcome demo = run_star(with_library + "--data " + small_tables.string());
+  EXPECT_EQ(demo.status, 0);
+  EXPECT_EQ(occurrences(demo.output, right), 4u) << demo.output;
+  EXPECT_NE(demo.output.find("  2 rows match"), std::string::npos) << demo.output;  // Q1.2
+  // order, line, date, quantity, discount, price
+  EXPECT_NE(demo.output.find(
+                "7                1         19940131               35                6          "
+                "3160500\n"),
+            std::string::npos)
+      << demo.output;
+}
+
+TEST(StarProgram, PrintsNoProgressWhereNobodyWatches) {
+  const Outcome demo = run_star(with_library + "--scale 0.01 --repeat 1 2>&1");
+  EXPECT_EQ(demo.status, 0);
+  EXPECT_EQ(demo.output.find('\x1b'), std::string::npos);
+  EXPECT_EQ(demo.output.find('\r'), std::string::npos);
+}
+
+TEST(StarProgram, ExplainsItself) {
+  const Outcome help = run_star("--help");
+  EXPECT_EQ(help.status, 0);
+  for (const char* option : {"--scale", "--data", "--library", "--rows", "--repeat"})
+    EXPECT_NE(help.output.find(option), std::string::npos) << option;
+}
+
+// Everything that cannot be used ends with status 2 and one line on standard error.
+struct Misuse {
+  const char* arguments;
+  const char* message;  // may begin in the middle of the line
+};
+
+class StarProgramMisuse : public testing::TestWithParam<Misuse> {};
+
+TEST_P(StarProgramMisuse, EndsWithStatus2AndOneLine) {
+  const Outcome misuse = run_star(std::string{GetParam().arguments} + " 2>&1 >/dev/null");
+  EXPECT_EQ(misuse.status, 2);
+  EXPECT_TRUE(misuse.output.starts_with("colx_star: ")) << misuse.output;
+  EXPECT_NE(misuse.output.find(GetParam().message), std::string::npos) << misuse.output;
+  EXPECT_EQ(occurrences(misuse.output, "\n"), 1u) << misuse.output;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , StarProgramMisuse,
+    testing::Values(Misuse{"--scale 0.001", "--scale: 0.001 is not a number from 0.01 to 100"},
+                    Misuse{"--scale nan", "--scale: nan is not a number from 0.01 to 100"},
+                    Misuse{"--scale 1000", "--scale: 1000 is not a number from 0.01 to 100"},
+                    Misuse{"--scale many", "--scale: many is not a number"},
+                    Misuse{"--repeat 0", "--repeat"}, Misuse{"--speed 3", "--speed"},
+                    Misuse{"tables", "tables"}, Misuse{"--scale 1 --data .", "excludes"},
+                    Misuse{"--data /nowhere/at/all", "/nowhere/at/all is not a directory"},
+                    Misuse{"--library /nowhere/at/all.so", "/nowhere/at/all.so"},
+                    Misuse{"--library /dev/null --scale 0.01", "/dev/null"}));
+
+TEST(StarProgram, NamesFileLineAndReasonOfAMalformedLine) {
+  const TblFolder folder;
+  folder.replace("lineorder", "|24|2162400|", "|24|");
+  const Outcome demo =
+      run_star(with_library + "--data " + folder.path().string() + " 2>&1 >/dev/null");
+  EXPECT_EQ(demo.status, 2);
+  EXPECT_EQ(demo.output,
+            "colx_star: " + folder.file("lineorder") +
+                ", line 1: the line has 16 fields, expected 17 (lo_orderkey to lo_shipmode)\n");
+}
+
+TEST(StarProgram, SaysSoWhenItsOutputCannotBeWritten) {
+  const Outcome demo = run_star(with_library + "--scale 0.01 --repeat 1 2>&1 >/dev/full");
+  EXPECT_EQ(demo.status, 2);
+  EXPECT_TRUE(demo.output.starts_with("colx_star: ")) << demo.output;
+}
+
+// Runs the program on a terminal of its own, sends `signal` once it shows its progress and gives
+// what the terminal received and how the program ended.
+struct Interrupted {
+  std::string screen;
+  int ended = 0;
+};
+
+Interrupted interrupt_on_terminal(int signal) {
+  Interrupted result;
+  int terminal = -1;
+  const pid_t program = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (program == 0) {
+    setenv("TERM", "xterm", 1);
+    execl(COLX_STAR_PROGRAM, "colx_star", "--scale", "4", "--library", COLX_LIBRARY_FILE, nullptr);
+    _exit(127);
+  }
+  std::array<char, 4096> block;
+  bool sent = false;
+  for (ssize_t bytes; (bytes = read(terminal, block.data(), block.size())) > 0;) {
+    result.screen.append(block.data(), static_cast<size_t>(bytes));
+    if (!sent && result.screen.find(" %") != std::string::npos) {
+      kill(program, signal);
+      sent = true;
+    }
+  }
+  waitpid(program, &result.ended, 0);
+  close(terminal);
+  return result;
+}
+
+TEST(StarProgram, ClearsItsProgressLineBeforeASignalEndsIt) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    const Interrupted program = interrupt_on_terminal(signal);
+    EXPECT_TRUE(WIFSIGNALED(program.ended) && WTERMSIG(program.ended) == signal);
+    EXPECT_TRUE(program.screen.find("generating customer  0 %") != std::string::npos)
+        << program.screen;
+    EXPECT_TRUE(program.screen.ends_with("\r\x1b[K")) << program.screen;
+  }
+}
+
+}  // namespace
+}  // namespace colx::star
