@@ -1,0 +1,56 @@
+#include "bench/support/paired_run.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "bench/support/cycle_clock.h"
+
+namespace colx::bench {
+namespace {
+
+double quantile(const std::vector<double>& sorted, double part) {
+  const double place = part * static_cast<double>(sorted.size() - 1);
+  const auto below = static_cast<size_t>(place);
+  const size_t above = std::min(below + 1, sorted.size() - 1);
+  return sorted[below] + (place - static_cast<double>(below)) * (sorted[above] - sorted[below]);
+}
+
+}  // namespace
+
+Spread spread_of(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const double median = quantile(values, 0.5);
+  return {median, values.front(), (quantile(values, 0.75) - quantile(values, 0.25)) / median};
+}
+
+PairedRun::PairedRun(const SizeClass& size, std::vector<Pass> lines, uint64_t sample_ticks)
+    : size_(size), lines_(std::move(lines)), samples_(lines_.size()) {
+  for (size_t line = 0; line < lines_.size(); ++line) {
+    const double once = std::min(sample(line, 1), sample(line, 1));
+    passes_.push_back(1 + static_cast<unsigned>(static_cast<double>(sample_ticks) / once));
+  }
+}
+
+void PairedRun::round() {
+  for (size_t line = 0; line < lines_.size(); ++line)
+    samples_[line].push_back(sample(line, passes_[line]));
+}
+
+double PairedRun::sample(size_t line, unsigned passes) {
+  if (size_.windows == 1) lines_[line](0);
+  const uint64_t start = ticks_now();
+  for (unsigned pass = 0; pass < passes; ++pass) {
+    lines_[line](window_);
+    window_ = (window_ + 1) % size_.windows;
+  }
+  return static_cast<double>(ticks_now() - start) / passes;
+}
+
+Spread PairedRun::ratio(size_t other, size_t line) const {
+  std::vector<double> ratios;
+  for (size_t i = 0; i < samples_[line].size(); ++i)
+    ratios.push_back(samples_[other][i] / samples_[line][i]);
+  return spread_of(std::move(ratios));
+}
+
+}  // namespace colx::bench
