@@ -14,6 +14,12 @@ uint32_t ColumnFormat::kernel_bits() const {
   return width_bits <= 16 ? width_bits : width_bits <= 32 ? 32 : 64;
 }
 
+uint32_t ColumnFormat::length_code_bits() const {
+  if (encoding == Encoding::dict) return 0;
+  const uint32_t bits = kernel_bits();
+  return bits == 16 ? 1 : bits == 32 ? 2 : bits == 64 ? 4 : 0;
+}
+
 uint8_t ColumnFormat::key(bool variant) const {
   return colx_column_key(static_cast<uint32_t>(encoding), colx_width_code(kernel_bits()), variant);
 }

@@ -48,6 +48,9 @@ struct ColumnFormat {
 
   // Bits of the kernels' word: for fixed rows the next of 8, 16, 32, 64, else width_bits.
   uint32_t kernel_bits() const;
+  // Bits of a row's length code (dynp) or tie code (fixed) in the second stream: 1, 2 or 4 at a
+  // kernel word of 16, 32 or 64 bits; 0 at 8 bits and for dict.
+  uint32_t length_code_bits() const;
   // The column's part of a dispatch index. `variant` asks for the _null or _tz form; the records
   // always carry the plain key, as decoders and group keys need it.
   uint8_t key(bool variant = false) const;

@@ -1,5 +1,8 @@
 #include "host/prepared_scan.h"
 
+#include <cstring>
+#include <optional>
+
 namespace colx::host {
 namespace {
 
@@ -35,26 +38,59 @@ Result<PreparedScan> PreparedScan::on_codes(const Library& library, const Stored
     return make_error("a predicate on codes needs a column of dictionary codes");
   if (auto served = format.check(); !served) return served.error();
   if (auto fits = check_constant(predicate.low, format.width_bits); !fits) return fits.error();
-  const auto opc = static_cast<uint32_t>(predicate.compare);
-  const uint8_t key = format.key(format.zero_is_null);
+  if (is_range(predicate.compare))
+    if (auto fits = check_constant(predicate.high, format.width_bits); !fits) return fits.error();
 
   PreparedScan scan;
   scan.column_ = &column;
   scan.compare_ = predicate.compare;
-  scan.low_ = predicate.low;
-  if (is_range(predicate.compare)) {
-    if (auto fits = check_constant(predicate.high, format.width_bits); !fits) return fits.error();
-    scan.high_ = predicate.high;
+  std::memcpy(scan.low_.bytes.data(), &predicate.low, sizeof predicate.low);
+  std::memcpy(scan.high_.bytes.data(), &predicate.high, sizeof predicate.high);
+  scan.takes_every_one_bit_row_ =
+      format.width_bits == 1 && !format.zero_is_null &&
+      takes_every_one_bit_row(predicate.compare, predicate.low, predicate.high);
+  if (auto bound = scan.bind(library, format.zero_is_null); !bound) return bound.error();
+  return scan;
+}
+
+Result<PreparedScan> PreparedScan::on_values(const Library& library, const StoredColumn& column,
+                                             const ValuePredicate& predicate) {
+  const ColumnFormat& format = column.format;
+  if (format.encoding == Encoding::dict)
+    return make_error("a predicate on values needs a column of fixed or dynp rows");
+  if (auto served = format.check(); !served) return served.error();
+  auto fitted = fit_to_rows(format, predicate);
+  if (!fitted) return fitted.error();
+  for (size_t chunk = 0; predicate.ties && chunk < column.chunks.size(); ++chunk)
+    if (column.chunks[chunk].second.size() == 0 && column.chunks[chunk].rows)
+      return make_error(
+          "chunk %zu was written without tie codes; store the column with "
+          "ValueLengths::kept",
+          chunk);
+
+  PreparedScan scan;
+  scan.column_ = &column;
+  scan.compare_ = fitted->compare;
+  scan.low_ = fitted->low;
+  scan.high_ = fitted->high;
+  if (auto bound = scan.bind(library, predicate.ties); !bound) return bound.error();
+  return scan;
+}
+
+Result<void> PreparedScan::bind(const Library& library, bool variant) {
+  const auto opc = static_cast<uint32_t>(compare_);
+  const uint8_t key = column_->format.key(variant);
+  if (is_range(compare_)) {
     auto kernel = library.range_scan_kernel(opc, key);
     if (!kernel) return kernel.error();
-    scan.range_scan_ = *kernel;
+    range_scan_ = *kernel;
   } else {
     auto kernel = library.scan_kernel(opc, key);
     if (!kernel) return kernel.error();
-    scan.scan_ = *kernel;
+    scan_ = *kernel;
   }
-  scan.kernel_name_ = library.kernel_name(opc, key);
-  return scan;
+  kernel_name_ = library.kernel_name(opc, key);
+  return {};
 }
 
 Result<void> PreparedScan::check(size_t chunk, const RowBits& hits, Selection selection) const {
@@ -72,8 +108,7 @@ Result<void> PreparedScan::check(size_t chunk, const RowBits& hits, Selection se
         "chunk %zu is run-length coded, where a selection would be taken as one of "
         "runs; scan without it and combine the results",
         chunk);
-  if (column_->format.width_bits == 1 && !column_->format.zero_is_null && part.entries() == 0 &&
-      takes_every_one_bit_row(compare_, low_, high_))
+  if (takes_every_one_bit_row_ && part.entries() == 0)
     return make_error("chunk %zu has no rows; a one-bit scan that takes every row needs one",
                       chunk);
   return {};
@@ -92,8 +127,9 @@ Result<uint32_t> PreparedScan::run(size_t chunk, RowBits& hits, HostServices& se
   if (selection.rows) kctx.colx_kctx_selection = const_cast<uint64_t*>(selection.rows->data());
   if (selection.rows && selection.walk) kctx.colx_kctx_flags = COLX_KCTX_SELECTIVE;
 
-  const void* low[4] = {&low_};
-  const void* high[4] = {&high_};
+  // Fixed rows: some kernels take the row width from the arguments, others from the column.
+  const void* low[4] = {low_.bytes.data(), &low_.tie_code, nullptr, source.encoding()};
+  const void* high[4] = {high_.bytes.data(), &high_.tie_code, nullptr, source.encoding()};
   std::optional<DecompressionSlot::Touch> touch;
   if (source.chunk().image_bytes) touch.emplace(*source.chunk().slot);
   const uint32_t status = range_scan_ ? range_scan_(&result, source.cv(), low, high, &kctx)

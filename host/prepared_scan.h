@@ -8,6 +8,7 @@
 #include "host/result.h"
 #include "host/row_bits.h"
 #include "host/services.h"
+#include "host/stored_constant.h"
 #include "host/value_dictionary.h"
 
 namespace colx::host {
@@ -29,6 +30,12 @@ class PreparedScan {
   static Result<PreparedScan> on_codes(const Library& library, const StoredColumn& column,
                                        const CodePredicate& predicate);
 
+  // A predicate on a column of fixed or dynp rows; constants of any length compare as told at
+  // fit_to_rows(). Errors: the column holds codes; ties on rows that have none, or that were
+  // written without tie codes; the library lacks the kernel.
+  static Result<PreparedScan> on_values(const Library& library, const StoredColumn& column,
+                                        const ValuePredicate& predicate);
+
   // Scans one chunk into `hits` and returns how many rows hit. `hits` has a bit a row of the chunk;
   // its old content is replaced, and bits at and above hits.size() mean nothing. The first touch of
   // a compressed chunk is serialised here.
@@ -45,15 +52,17 @@ class PreparedScan {
 
  private:
   PreparedScan() = default;
+  Result<void> bind(const Library& library, bool variant);
   Result<void> check(size_t chunk, const RowBits& hits, Selection selection) const;
 
   const StoredColumn* column_ = nullptr;
   Compare compare_ = Compare::eq;
-  uint64_t low_ = 0;  // constants as kernels read them: low bytes first
-  uint64_t high_ = 0;
+  StoredConstant low_;  // as kernels read them: codes in machine byte order, values as stored
+  StoredConstant high_;
   colx_scan_fn scan_ = nullptr;
   colx_range_scan_fn range_scan_ = nullptr;
   const char* kernel_name_ = nullptr;
+  bool takes_every_one_bit_row_ = false;
 };
 
 }  // namespace colx::host

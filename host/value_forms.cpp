@@ -1,5 +1,6 @@
 #include "host/value_forms.h"
 
+#include <algorithm>
 #include <bit>
 
 #include "host/big_endian.h"
@@ -40,6 +41,30 @@ int64_t integer_of(std::string_view stored) {
 void store_canonical(uint8_t* at, double value) {
   const auto bits = std::bit_cast<uint64_t>(value);
   store_big_endian(at, bits & sign ? ~bits : bits | sign, 8);
+}
+
+size_t store_counted(uint8_t* at, int64_t value) {
+  // Bytes that tell the number from its neighbours of the same sign: 0 to 255 need one, -256 to -1
+  // need one; 0 needs none.
+  const auto magnitude = static_cast<uint64_t>(value < 0 ? ~value : value);
+  size_t count = (static_cast<size_t>(std::bit_width(magnitude)) + 7) / 8;
+  if (value < 0 && count == 0) count = 1;
+  at[0] = static_cast<uint8_t>(value < 0 ? 0x80 - count : 0x80 + count);
+  store_big_endian(at + 1, static_cast<uint64_t>(value), count);
+  std::fill(at + 1 + count, at + 8, uint8_t{0});
+  size_t length = 1 + count;
+  while (length > 1 && at[length - 1] == 0) --length;
+  return length;
+}
+
+int64_t counted_integer_of(std::string_view stored) {
+  if (stored.empty()) return 0;
+  const uint8_t* bytes = bytes_of(stored);
+  const bool negative = bytes[0] < 0x80;
+  const size_t count = std::min<size_t>(negative ? 0x80 - bytes[0] : bytes[0] - 0x80, 7);
+  uint64_t number = negative ? ~uint64_t{0} : 0;
+  for (size_t k = 1; k <= count; ++k) number = number << 8 | (k < stored.size() ? bytes[k] : 0);
+  return static_cast<int64_t>(number);
 }
 
 double canonical_double_of(std::string_view stored) {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <vector>
 
 namespace colx::host {
 namespace {
@@ -62,6 +63,46 @@ TEST(CanonicalDoubles, KeepTheirOrderAndTheirBits) {
     }
   }
   EXPECT_TRUE(std::isnan(canonical_double_of(canonical(std::nan("")))));
+}
+
+std::string counted(int64_t value) {
+  std::string stored(8, '\x55');
+  stored.resize(store_counted(reinterpret_cast<uint8_t*>(stored.data()), value));
+  return stored;
+}
+
+TEST(CountedIntegers, HaveTheirLiteralBytes) {
+  EXPECT_EQ(counted(0), "\x80");
+  EXPECT_EQ(counted(5), "\x81\x05");
+  EXPECT_EQ(counted(255), "\x81\xFF");
+  EXPECT_EQ(counted(256), "\x82\x01");
+  EXPECT_EQ(counted(300), "\x82\x01\x2C");
+  EXPECT_EQ(counted(-1), "\x7F\xFF");
+  EXPECT_EQ(counted(-256), "\x7F");
+  EXPECT_EQ(counted(-300), "\x7E\xFE\xD4");
+  EXPECT_EQ(counted(max_counted), "\x87\xFF\xFF\xFF\xFF\xFF\xFF\xFF");
+  EXPECT_EQ(counted(min_counted), "\x79");
+}
+
+TEST(CountedIntegers, KeepTheirOrderAndReadBackWithAndWithoutTrailingZeros) {
+  std::vector<int64_t> rising{min_counted, min_counted + 1};
+  for (int shift = 48; shift >= 0; shift -= 8)
+    for (const int64_t around : {-257, -256, -255, -129, -128, -127, -2, -1})
+      if (rising.back() < around << shift) rising.push_back(around << shift);
+  for (int shift = 0; shift <= 48; shift += 8)
+    for (const int64_t around : {0, 1, 2, 127, 128, 255, 256, 257})
+      if (rising.back() < around << shift && around << shift <= max_counted)
+        rising.push_back(around << shift);
+  rising.push_back(max_counted);
+  for (size_t k = 0; k < rising.size(); ++k) {
+    const std::string stored = counted(rising[k]);
+    EXPECT_EQ(counted_integer_of(stored), rising[k]);
+    EXPECT_EQ(counted_integer_of(stored + std::string(8 - stored.size(), '\0')), rising[k]);
+    if (k) {
+      EXPECT_LT(counted(rising[k - 1]), stored) << rising[k];
+    }
+  }
+  EXPECT_EQ(counted_integer_of(""), 0);
 }
 
 }  // namespace
