@@ -57,6 +57,19 @@ TEST(WriteRuns, OfNoRunsHasOneFirstRow) {
   EXPECT_EQ(bytes_of(none->positions), (Bytes{0, 0, 0, 0}));
 }
 
+TEST(WriteRuns, FirstRowsAreWhatTheLibraryBuildsFromTheLengths) {
+  std::vector<CodeRun> runs;
+  for (uint32_t run = 0; run < 300; ++run) runs.push_back({run, 1 + run * 37 % 255});
+  const auto narrow = write_runs(runs, 8, true).value();
+  const auto wide = write_runs(runs, 16, true).value();
+  Bytes built((runs.size() + 1) * 4);
+  ASSERT_EQ(colx_build_cla_1_ub1(built.data(), 301, narrow.lengths.data(), 300), 301u);
+  EXPECT_EQ(bytes_of(narrow.positions), built);
+  std::fill(built.begin(), built.end(), uint8_t{0});
+  ASSERT_EQ(colx_build_cla_1_ub2(built.data(), 301, wide.lengths.data(), 300), 301u);
+  EXPECT_EQ(bytes_of(wide.positions), built);
+}
+
 TEST(WriteRuns, RefusesWhatALengthCannotSay) {
   EXPECT_EQ(write_runs(std::vector<CodeRun>{{0, 1}, {1, 256}}, 8, false).message(),
             "run 1 has 256 rows; a length of 8 bits says 1 to 255");

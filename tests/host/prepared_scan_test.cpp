@@ -120,6 +120,30 @@ TEST_F(Scans, ApplyReportableRows) {
   EXPECT_EQ(rows_of(column, {Compare::eq, 5}), (Rows{3}));
 }
 
+// Runs are scanned run by run and expanded by the burst kernel that suits their lengths.
+TEST_F(Scans, AnswerOverRunLengthColumnsRowByRow) {
+  std::vector<int64_t> values;
+  for (int64_t run = 0; run < 400; ++run)
+    values.insert(values.end(), static_cast<size_t>(1 + run * run % 300), run * 7 % 11);
+  for (const uint32_t length_bits : {8u, 16u})
+    for (const bool positions : {false, true}) {
+      const DictionaryColumnOptions options{.chunk_rows = 20000,
+                                            .runs = RunLengthOptions{length_bits, positions}};
+      const auto stored = store_dictionary_column<int64_t>(values, options).value();
+      ASSERT_GT(stored.column.chunks.size(), 1u);
+      for (const int64_t constant : {-1, 0, 4, 10})
+        for (size_t chunk = 0; chunk < stored.column.chunks.size(); ++chunk) {
+          Rows expected;
+          const size_t first = chunk * 20000;
+          for (size_t row = first; row < std::min(values.size(), first + 20000); ++row)
+            if (values[row] <= constant) expected.push_back(static_cast<uint32_t>(row - first));
+          EXPECT_EQ(rows_of(stored.column, stored.dictionary.where(Compare::le, constant), chunk),
+                    expected)
+              << length_bits << " bits, positions " << positions << ", at most " << constant;
+        }
+    }
+}
+
 TEST_F(Scans, KnowTheirKernel) {
   const auto column = store_codes(std::vector<uint64_t>{5}, {.width_bits = 16}).value();
   EXPECT_STREQ(PreparedScan::on_codes(library, column, {Compare::ge_lt, 1, 9})->kernel_name(),
