@@ -1,6 +1,8 @@
 // column_scan.h: one comparison over one column, all rows.
 #pragma once
 
+#include <string>
+
 #include "examples/star/engine.h"
 #include "examples/star/number_filter.h"
 #include "host/prepared_scan.h"
@@ -12,6 +14,9 @@ namespace colx::star {
 // lacks.
 host::Result<host::PreparedScan> prepare_scan(const Engine& engine, const EncodedColumn& column,
                                               const NumberFilter& filter);
+
+// The kernel's name, with the kernel that expands its result if the column is in runs.
+std::string kernels_of(const EncodedColumn& column, const host::PreparedScan& scan);
 
 // The steps are the fastest of `runs` runs, at least 1. NULL rows never match. An error is a kernel
 // that the library lacks, or one that breaks its contract.

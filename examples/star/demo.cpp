@@ -30,10 +30,11 @@ host::Result<Tables> load(const Options& options) {
   auto tables = options.data ? read_tables(*options.data)
                              : host::Result<Tables>(generate_tables(options.scale));
   if (!tables) return tables;
-  fmt::print("{} in {:.1f} s\n",
+  if (options.sort) (*tables)[TableId::lineorder].sort_by(lo_orderdate);
+  fmt::print("{}{} in {:.1f} s\n",
              options.data ? fmt::format("read {}", options.data->string())
                           : fmt::format("generated scale {}", options.scale),
-             watch.seconds());
+             options.sort ? ", sorted by date" : "", watch.seconds());
   return tables;
 }
 

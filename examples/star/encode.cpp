@@ -18,15 +18,14 @@ host::Result<EncodedColumn> finish(host::Result<host::DictionaryColumn<T>> store
 }
 
 host::Result<EncodedColumn> encode_numbers(const Column& column, std::string name,
-                                           const host::RowBits* present) {
+                                           const host::DictionaryColumnOptions& options) {
   const std::vector<int64_t> values(column.cells.begin(), column.cells.end());
-  host::DictionaryColumnOptions options;
-  options.present = present;
   return finish(host::store_dictionary_column<int64_t>(values, options), std::move(name),
                 sizeof(uint32_t) * values.size());
 }
 
-host::Result<EncodedColumn> encode_texts(const Column& column) {
+host::Result<EncodedColumn> encode_texts(const Column& column,
+                                         const host::DictionaryColumnOptions& options) {
   std::vector<std::string_view> values;
   values.reserve(column.cells.size());
   uint64_t bytes = 0;
@@ -34,8 +33,8 @@ host::Result<EncodedColumn> encode_texts(const Column& column) {
     values.emplace_back(column.text(row));
     bytes += values.back().size();
   }
-  return finish(host::store_dictionary_column<std::string>(values), std::string{column.spec.name},
-                bytes);
+  return finish(host::store_dictionary_column<std::string>(values, options),
+                std::string{column.spec.name}, bytes);
 }
 
 }  // namespace
@@ -45,13 +44,24 @@ uint64_t EncodedColumn::stored_bytes() const {
 }
 
 std::string EncodedColumn::form() const {
-  return fmt::format("{}-bit codes{}", stored.format.width_bits,
+  return fmt::format("{}-bit codes{}{}", stored.format.width_bits, runs() ? " in runs" : "",
                      stored.format.zero_is_null ? ", nullable" : "");
 }
 
-host::Result<EncodedColumn> encode_column(const Column& column) {
-  if (column.spec.kind == Kind::text) return encode_texts(column);
-  return encode_numbers(column, std::string{column.spec.name}, nullptr);
+const host::Runs* EncodedColumn::runs() const {
+  if (stored.chunks.empty() || !stored.chunks.front().runs) return nullptr;
+  return &*stored.chunks.front().runs;
+}
+
+Form form_of(TableId table, size_t column) {
+  return table == TableId::lineorder && column == lo_orderdate ? Form::runs : Form::codes;
+}
+
+host::Result<EncodedColumn> encode_column(const Column& column, Form form) {
+  host::DictionaryColumnOptions options;
+  if (form == Form::runs) options.runs.emplace();
+  if (column.spec.kind == Kind::text) return encode_texts(column, options);
+  return encode_numbers(column, std::string{column.spec.name}, options);
 }
 
 host::Result<EncodedColumn> encode_nullable(const Column& column, uint32_t null_number,
@@ -59,15 +69,17 @@ host::Result<EncodedColumn> encode_nullable(const Column& column, uint32_t null_
   host::RowBits present(column.cells.size());
   for (size_t row = 0; row < column.cells.size(); ++row)
     if (column.cells[row] != null_number) present.set(row);
-  return encode_numbers(column, std::move(name), &present);
+  host::DictionaryColumnOptions options;
+  options.present = &present;
+  return encode_numbers(column, std::move(name), options);
 }
 
 host::Result<std::vector<EncodedColumn>> encode_table(const Table& table) {
   Progress progress(fmt::format("encoding {}", table.name()), table.columns().size());
   std::vector<EncodedColumn> encoded;
-  for (const Column& column : table.columns()) {
-    progress.at(encoded.size());
-    auto stored = encode_column(column);
+  for (size_t column = 0; column < table.columns().size(); ++column) {
+    progress.at(column);
+    auto stored = encode_column(table[column], form_of(table.id(), column));
     if (!stored) return stored.error();
     encoded.push_back(std::move(*stored));
   }

@@ -63,7 +63,7 @@ host::Result<Plan> make_plan(const Engine& engine, const Flight1Query& query) {
   const std::string discount_text = query.discount.text("lo_discount");
   const std::string quantity_text = query.quantity.text("lo_quantity");
   if (!plan.days.empty())
-    plan.steps[scan_days] = {std::string{query.days}, plan.days.front().kernel_name()};
+    plan.steps[scan_days] = {std::string{query.days}, kernels_of(orderdate, plan.days.front())};
   plan.steps[or_days] = {"combine the ranges of days", "colx_lbiwvor_dydi"};
   plan.steps[scan_discount] = {discount_text, discount->kernel_name()};
   plan.steps[scan_quantity] = {quantity_text, quantity->kernel_name()};

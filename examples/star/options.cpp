@@ -50,6 +50,7 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
   app.add_option("--data", options.data, "Read lineorder.tbl, customer.tbl, ... in this folder")
       ->type_name("DIR")
       ->excludes(scale);
+  app.add_flag("--sort", options.sort, "Store lineorder in the order of its dates");
   app.add_option("--library", options.library, "Kernel library to open")
       ->type_name("FILE")
       ->capture_default_str();

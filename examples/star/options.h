@@ -10,6 +10,7 @@ namespace colx::star {
 struct Options {
   double scale = 0.1;
   std::optional<std::filesystem::path> data;  // read .tbl files there instead of generating
+  bool sort = false;                          // lineorder by orderdate before it is stored
   std::filesystem::path library;
   unsigned listed_rows = 5;  // matching rows that are printed for each query
   unsigned repeats = 3;      // timed runs of each query

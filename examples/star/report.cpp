@@ -18,13 +18,13 @@ void print_columns(const Table& table, const std::vector<EncodedColumn>& columns
   uint64_t stored = 0;
   uint64_t plain = 0;
   for (const EncodedColumn& column : columns) {
-    fmt::print("  {:<20} {:<16} {:>8.2f} bytes a row, plain {:>6.2f}\n", column.name, column.form(),
+    fmt::print("  {:<20} {:<20} {:>8.2f} bytes a row, plain {:>6.2f}\n", column.name, column.form(),
                static_cast<double>(column.stored_bytes()) / rows,
                static_cast<double>(column.plain_bytes) / rows);
     stored += column.stored_bytes();
     plain += column.plain_bytes;
   }
-  fmt::print("  {:<20} {:<16} {:>8.2f} bytes a row, plain {:>6.2f}\n\n", "all", "",
+  fmt::print("  {:<20} {:<20} {:>8.2f} bytes a row, plain {:>6.2f}\n\n", "all", "",
              static_cast<double>(stored) / rows, static_cast<double>(plain) / rows);
 }
 
@@ -32,7 +32,7 @@ void print_answer(std::string_view name, std::string_view where, const Answer& a
                   const std::optional<std::string>& wrong) {
   fmt::print("{}  {}\n", name, where);
   for (const Step& step : answer.steps)
-    fmt::print("  {:<46} {:<31} {:>11} of {:>11} rows {:>7.0f} M rows/s\n", step.work, step.kernel,
+    fmt::print("  {:<46} {:<38} {:>11} of {:>11} rows {:>7.0f} M rows/s\n", step.work, step.kernel,
                grouped(step.hits), grouped(step.rows), step.rows_per_second() / 1e6);
   fmt::print(
       "  {} rows match; {}\n", grouped(answer.count),

@@ -2,6 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
 namespace colx::star {
 
 uint32_t TextPool::number_of(std::string_view text) {
@@ -22,6 +26,18 @@ void Table::reserve(uint32_t rows) {
 void Table::add(size_t column, std::string_view text) {
   Column& to = columns_[column];
   to.cells.push_back(to.texts.number_of(text));
+}
+
+void Table::sort_by(size_t column) {
+  std::vector<uint32_t> order(rows());
+  std::iota(order.begin(), order.end(), 0);
+  const std::vector<uint32_t>& keys = columns_[column].cells;
+  std::ranges::stable_sort(order, {}, [&](uint32_t row) { return keys[row]; });
+  for (Column& sorted : columns_) {
+    std::vector<uint32_t> cells(rows());
+    std::ranges::transform(order, cells.begin(), [&](uint32_t row) { return sorted.cells[row]; });
+    sorted.cells = std::move(cells);
+  }
 }
 
 std::string Table::cell(size_t column, size_t row) const {

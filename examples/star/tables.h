@@ -51,6 +51,9 @@ class Table {
   void add(size_t column, uint32_t number) { columns_[column].cells.push_back(number); }
   void add(size_t column, std::string_view text);
 
+  // Brings the rows into the order of a column's numbers; equal ones keep their order.
+  void sort_by(size_t column);
+
   Column& operator[](size_t column) { return columns_[column]; }
   const Column& operator[](size_t column) const { return columns_[column]; }
   std::span<Column> columns() { return columns_; }

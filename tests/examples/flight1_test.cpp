@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "examples/star/check.h"
 #include "examples/star/column_scan.h"
 #include "examples/star/generate.h"
@@ -16,11 +18,12 @@ using Rows = std::vector<uint32_t>;
 // The library, the tables and an engine over them.
 class Host {
  public:
-  explicit Host(Tables tables)
+  // `dates` is the form of lo_orderdate, the other columns have their usual one.
+  explicit Host(Tables tables, Form dates = Form::runs)
       : tables_(std::move(tables)),
         library_(open()),
         services_(library_),
-        lineorder_(encode(tables_[TableId::lineorder])) {}
+        lineorder_(encode(tables_[TableId::lineorder], dates)) {}
 
   const Tables& tables() const { return tables_; }
   const EncodedColumn& column(Lineorder which) const { return lineorder_[which]; }
@@ -32,10 +35,13 @@ class Host {
     EXPECT_TRUE(library) << library.message();
     return library.value();
   }
-  static std::vector<EncodedColumn> encode(const Table& table) {
+  static std::vector<EncodedColumn> encode(const Table& table, Form dates) {
     auto columns = encode_table(table);
     EXPECT_TRUE(columns) << columns.message();
-    return std::move(columns.value());
+    auto date_column = encode_column(table[lo_orderdate], dates);
+    EXPECT_TRUE(date_column) << date_column.message();
+    (*columns)[lo_orderdate] = std::move(*date_column);
+    return std::move(*columns);
   }
 
   Tables tables_;
@@ -73,8 +79,10 @@ TEST(Flight1, TheScansFindTheRowsWorkedOutByHand) {
   }
 }
 
-TEST(Flight1, ScansOfSeveralChunksAgreeWithThePlainEvaluation) {
-  Host host(generate_tables(0.03));  // 180,000 rows: two full chunks and a part of one
+// 180,000 rows: two full chunks and a part of one.
+constexpr double three_chunks = 0.03;
+
+void expect_plain_answers(Host& host) {
   ASSERT_EQ(host.column(lo_orderdate).stored.chunks.size(), 3u);
   for (const Flight1Query& query : flight1_queries) {
     const auto answer = run_flight1(host.engine(), query, 1);
@@ -85,6 +93,41 @@ TEST(Flight1, ScansOfSeveralChunksAgreeWithThePlainEvaluation) {
   }
 }
 
+TEST(Flight1, ScansOfSeveralChunksAgreeWithThePlainEvaluation) {
+  Host host(generate_tables(three_chunks), Form::codes);
+  EXPECT_EQ(host.column(lo_orderdate).form(), "12-bit codes");
+  expect_plain_answers(host);
+}
+
+TEST(Flight1, DatesInRunsGiveTheSameAnswers) {
+  Host host(generate_tables(three_chunks));
+  EXPECT_EQ(host.column(lo_orderdate).form(), "12-bit codes in runs");
+  EXPECT_EQ(host.column(lo_orderdate).runs()->length_bits, 8u);
+  expect_plain_answers(host);
+}
+
+TEST(Flight1, RunsThatNeedTwoByteLengthsGiveTheSameAnswers) {
+  Tables tables = generate_tables(three_chunks);
+  const std::vector<uint32_t>& days = tables[TableId::date][d_datekey].cells;
+  std::vector<uint32_t>& dates = tables[TableId::lineorder][lo_orderdate].cells;
+  for (size_t row = 0; row < dates.size(); ++row) dates[row] = days[366 + row / 300];
+  ASSERT_EQ(dates.front(), 19930101u);
+  Host host(std::move(tables));
+  EXPECT_EQ(host.column(lo_orderdate).runs()->length_bits, 16u);
+  expect_plain_answers(host);
+}
+
+TEST(Flight1, SortingChangesTheOrderOfTheRowsAlone) {
+  Tables sorted = generate_tables(three_chunks);
+  Tables unsorted = generate_tables(three_chunks);
+  sorted[TableId::lineorder].sort_by(lo_orderdate);
+  EXPECT_TRUE(std::ranges::is_sorted(sorted[TableId::lineorder][lo_orderdate].cells));
+  Host host(std::move(sorted));
+  expect_plain_answers(host);
+  for (const Flight1Query& query : flight1_queries)
+    EXPECT_EQ(plain_flight1(host.tables(), query).size(), plain_flight1(unsorted, query).size());
+}
+
 bool ran(const Answer& answer, std::string_view kernel_end) {
   for (const Step& step : answer.steps)
     if (step.kernel.ends_with(kernel_end)) return true;
@@ -92,7 +135,7 @@ bool ran(const Answer& answer, std::string_view kernel_end) {
 }
 
 TEST(Flight1, FewRowsAreWalkedAndManyAreScanned) {
-  Host host(generate_tables(0.03));
+  Host host(generate_tables(three_chunks));
   const auto year = run_flight1(host.engine(), flight1_queries[0], 1);  // 1 row in 7
   ASSERT_TRUE(year) << year.message();
   EXPECT_FALSE(ran(*year, "_selective"));
@@ -101,6 +144,13 @@ TEST(Flight1, FewRowsAreWalkedAndManyAreScanned) {
   ASSERT_TRUE(week) << week.message();
   EXPECT_TRUE(ran(*week, "_selective"));
   EXPECT_FALSE(ran(*week, "colx_lbiwvand3_dydi"));
+}
+
+TEST(Flight1, NamesTheKernelThatExpandsRuns) {
+  Host host(small());
+  const auto answer = run_flight1(host.engine(), flight1_queries[0], 1);
+  ASSERT_TRUE(answer) << answer.message();
+  EXPECT_TRUE(ran(*answer, "colx_ge_le_dict_4bit, burst_rle_8bit"));
 }
 
 TEST(Flight1, DaysThatAreNotAdjacentAreScannedAsRangesAndCombined) {

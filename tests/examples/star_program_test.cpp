@@ -51,6 +51,13 @@ TEST(StarProgram, AnswersEveryQueryRightAtTheSmallestScale) {
   EXPECT_NE(demo.output.find("lineorder, 60,000 rows"), std::string::npos) << demo.output;
 }
 
+TEST(StarProgram, AnswersRightOnSortedLines) {
+  const Outcome demo = run_star(with_library + "--scale 0.02 --repeat 1 --sort");
+  EXPECT_EQ(demo.status, 0);
+  EXPECT_EQ(occurrences(demo.output, right), 4u) << demo.output;
+  EXPECT_NE(demo.output.find("sorted by date"), std::string::npos) << demo.output;
+}
+
 TEST(StarProgram, FindsTheLibraryOfItsOwnBuild) {
   EXPECT_EQ(run_star("--scale 0.01 --repeat 1").status, 0);
 }
@@ -78,7 +85,7 @@ TEST(StarProgram, PrintsNoProgressWhereNobodyWatches) {
 TEST(StarProgram, ExplainsItself) {
   const Outcome help = run_star("--help");
   EXPECT_EQ(help.status, 0);
-  for (const char* option : {"--scale", "--data", "--library", "--rows", "--repeat"})
+  for (const char* option : {"--scale", "--data", "--sort", "--library", "--rows", "--repeat"})
     EXPECT_NE(help.output.find(option), std::string::npos) << option;
 }
 
