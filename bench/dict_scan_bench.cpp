@@ -34,8 +34,10 @@ constexpr Target targets[] = {
      Figure::times_scalar, 10},
     {"eq at 11, 13 to 15, 17 to 20 and 24 bits, times scalar",
      "colx_eq_dict_(1[1345]|1[789]|20|24)bit", &in_l2, Figure::times_scalar, 6.5},
-    {"range, cost of eq", "colx_g[te]_l[te]_dict_\\d+bit", &in_l2, Figure::of_peer, 1.3},
-    {"_null, cost of the plain form", "colx_.*_dict_\\d+bit_null", &in_l2, Figure::of_peer, 1.3},
+    {"range at packed widths, cost of eq", "colx_g[te]_l[te]_dict_([2-79]|1[0-57-9]|20|24)bit",
+     &in_l2, Figure::of_peer, 1.3},
+    {"_null at all widths but 1, cost of the plain form", "colx_.*_dict_([2-9]|\\d\\d)bit_null",
+     &in_l2, Figure::of_peer, 1.3},
     {"eq, ge and ge_lt out of cache", "colx_.*_dict_.*", &in_memory, Figure::out_of_cache, 0.8},
 };
 

@@ -4,8 +4,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <memory>
-#include <utility>
 
 #include "bench/support/bench_results.h"
 #include "bench/support/cycle_clock.h"
@@ -37,38 +35,53 @@ struct Findings {
   bool wrong_result = false;
 };
 
-Result result_of(const Case& chosen, const Contest& contest, const PairedRun& run,
-                 const std::vector<int>& place, double cycles_per_tick) {
-  enum { kernel, scalar, limit, peer };
+// The lines of a contest that are there, in the order of its fields, and where each went.
+struct LineUp {
+  std::vector<Pass> lines;
+  size_t kernel, scalar, limit, peer;
+
+  static constexpr size_t absent = ~size_t{0};
+
+  explicit LineUp(const Contest& contest)
+      : kernel(add(contest.kernel)),
+        scalar(add(contest.scalar)),
+        limit(add(contest.limit)),
+        peer(add(contest.peer)) {}
+
+ private:
+  size_t add(const Pass& line) {
+    if (!line) return absent;
+    lines.push_back(line);
+    return lines.size() - 1;
+  }
+};
+
+Result result_of(const Case& chosen, const LineUp& lineup, const PairedRun& run) {
   const auto rows = static_cast<double>(chosen.rows);
-  const auto cycles = [&](int line) {
-    return spread_of(run.samples(static_cast<size_t>(line))).median * cycles_per_tick / rows;
-  };
-  Result result = {chosen.kernel,
-                   contest.peer ? chosen.peer : "",
-                   chosen.size,
-                   chosen.rows,
-                   chosen.bytes,
-                   run.samples(0).size(),
-                   {},
-                   cycles(0),
-                   {},
-                   {},
-                   {},
-                   {},
-                   {}};
-  result.nanoseconds = spread_of(run.samples(0));
+  Result result = {.kernel = chosen.kernel,
+                   .peer = chosen.peer,
+                   .size = chosen.size,
+                   .rows = chosen.rows,
+                   .bytes = chosen.bytes,
+                   .rounds = run.samples(lineup.kernel).size(),
+                   .nanoseconds = spread_of(run.samples(lineup.kernel)),
+                   .cycles_per_row = run.cycles(lineup.kernel) / rows,
+                   .scalar_cycles_per_row = {},
+                   .limit_cycles_per_row = {},
+                   .times_scalar = {},
+                   .of_limit = {},
+                   .of_peer = {}};
   result.nanoseconds.median *= nanoseconds_per_tick();
   result.nanoseconds.best *= nanoseconds_per_tick();
-  if (place[scalar] > 0) {
-    result.scalar_cycles_per_row = cycles(place[scalar]);
-    result.times_scalar = run.ratio(static_cast<size_t>(place[scalar]), 0);
+  if (lineup.scalar != LineUp::absent) {
+    result.scalar_cycles_per_row = run.cycles(lineup.scalar) / rows;
+    result.times_scalar = run.ratio(lineup.scalar, lineup.kernel);
   }
-  if (place[limit] > 0) {
-    result.limit_cycles_per_row = cycles(place[limit]);
-    result.of_limit = run.ratio(static_cast<size_t>(place[limit]), 0);
+  if (lineup.limit != LineUp::absent) {
+    result.limit_cycles_per_row = run.cycles(lineup.limit) / rows;
+    result.of_limit = run.ratio(lineup.limit, lineup.kernel);
   }
-  if (place[peer] > 0) result.of_peer = run.ratio(0, static_cast<size_t>(place[peer]));
+  if (lineup.peer != LineUp::absent) result.of_peer = run.ratio(lineup.kernel, lineup.peer);
   return result;
 }
 
@@ -79,18 +92,13 @@ void run_case(benchmark::State& state, const Case& chosen, bool quick, Findings&
     state.SkipWithError(contest.fault.c_str());
     return;
   }
-  std::vector<Pass> lines;
-  std::vector<int> place;
-  for (const Pass& line : {contest.kernel, contest.scalar, contest.limit, contest.peer}) {
-    place.push_back(line ? static_cast<int>(lines.size()) : -1);
-    if (line) lines.push_back(line);
-  }
-  PairedRun run(chosen.size, std::move(lines), effort_for(chosen.size, quick).sample_ticks);
+  const LineUp lineup(contest);
+  PairedRun run(chosen.size, lineup.lines, effort_for(chosen.size, quick).sample_ticks);
   for (auto _ : state) {
     run.round();
-    state.SetIterationTime(run.samples(0).back() * nanoseconds_per_tick() / 1e9);
+    state.SetIterationTime(run.samples(lineup.kernel).back() * nanoseconds_per_tick() / 1e9);
   }
-  findings.results.push_back(result_of(chosen, contest, run, place, cycles_per_tick()));
+  findings.results.push_back(result_of(chosen, lineup, run));
 }
 
 class TableReporter : public benchmark::BenchmarkReporter {

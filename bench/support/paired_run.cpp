@@ -32,6 +32,7 @@ PairedRun::PairedRun(const SizeClass& size, std::vector<Pass> lines, uint64_t sa
 }
 
 void PairedRun::round() {
+  cycles_per_tick_.push_back(cycles_per_tick());
   for (size_t line = 0; line < lines_.size(); ++line)
     samples_[line].push_back(sample(line, passes_[line]));
 }
@@ -44,6 +45,12 @@ double PairedRun::sample(size_t line, unsigned passes) {
     window_ = (window_ + 1) % size_.windows;
   }
   return static_cast<double>(ticks_now() - start) / passes;
+}
+
+double PairedRun::cycles(size_t line) const {
+  std::vector<double> cycles = samples_[line];
+  for (size_t i = 0; i < cycles.size(); ++i) cycles[i] *= cycles_per_tick_[i];
+  return spread_of(std::move(cycles)).median;
 }
 
 Spread PairedRun::ratio(size_t other, size_t line) const {

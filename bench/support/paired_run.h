@@ -31,6 +31,9 @@ class PairedRun {
   // Ticks of a pass, a value per round.
   const std::vector<double>& samples(size_t line) const { return samples_[line]; }
 
+  // Core cycles of a pass, at the clock that the core had in each round; the median.
+  double cycles(size_t line) const;
+
   // Per round, how long line `other` takes as a multiple of line `line`.
   Spread ratio(size_t other, size_t line) const;
 
@@ -41,6 +44,7 @@ class PairedRun {
   std::vector<Pass> lines_;
   std::vector<unsigned> passes_;  // of a sample, per line
   std::vector<std::vector<double>> samples_;
+  std::vector<double> cycles_per_tick_;  // per round
   unsigned window_ = 0;
 };
 
