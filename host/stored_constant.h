@@ -14,7 +14,7 @@ namespace colx::host {
 // A constant as rows store their values: first byte most significant, zero bytes behind. A kernel
 // reads its whole word from the start of `bytes`, 1, 2, 4 or 8 bytes, and one byte of tie code.
 struct StoredConstant {
-  std::array<uint8_t, 8> bytes{};
+  alignas(8) std::array<uint8_t, 8> bytes{};
   uint8_t tie_code = 0;  // length - 1
 };
 
