@@ -1,14 +1,14 @@
-// Unit-wise logic on bit vectors, one pattern for both forms. `Unit` is what a vector is made of:
-// uint64_t for word bit vectors, uint8_t for byte bit vectors.
+// Unit-wise logic on bit vectors, one pattern for both forms; `Unit` as in bit_count.h.
 //
-// A vector of n bits has ceil(n / bits of a unit) units; exactly these are read of every input and
-// written to the output, whatever the alignment. The last unit is stored whole, with whatever the
-// operation makes of the bits above n; the count covers the first n bits alone.
+// Exactly the vector's units are read of every input and written to the output, whatever the
+// alignment. The last unit is stored whole, with whatever the operation makes of the bits above n;
+// the count covers the first n bits alone.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "kernels/bitvec/bit_count.h"
 #include "kernels/frame/bytes.h"
 #include "kernels/frame/platform.h"
 #include "kernels/frame/vectors.h"
@@ -73,48 +73,77 @@ struct Three {
   }
 };
 
-template <class Unit>
-inline constexpr unsigned bits_of_unit = 8 * sizeof(Unit);
-
-template <class Unit>
-constexpr size_t vector_bytes(uint64_t nbits) {
-  return (nbits / bits_of_unit<Unit> + (nbits % bits_of_unit<Unit> != 0)) * sizeof(Unit);
-}
-static_assert(vector_bytes<uint64_t>(64) == 8 && vector_bytes<uint64_t>(65) == 16);
-static_assert(vector_bytes<uint8_t>(0) == 0 && vector_bytes<uint8_t>(9) == 2);
-
 COLX_INLINE bool is_aligned(const void* address) {
   return reinterpret_cast<uintptr_t>(address) % sizeof(Vec) == 0;
 }
 
-// Set bits of a vector's last unit that lie at or above bit `nbits`.
-template <class Unit>
-COLX_INLINE uint32_t population_above(const uint8_t* bits, uint64_t nbits) {
-  const unsigned used = nbits % bits_of_unit<Unit>;
-  if (used == 0) return 0;
-  const uint64_t last = load_as<Unit>(bits + vector_bytes<Unit>(nbits) - sizeof(Unit));
-  return population(last >> used);
+template <class Op, class... In>
+COLX_INLINE Vec combine_vector(uint8_t* dst, const In*... in) {
+  const Vec result = Op::of(load(in)...);
+  store_aligned(dst, result);
+  return result;
+}
+
+// A block is eight groups of a cache line: two vectors that are counted by columns as they are
+// made, two that are counted by words when they are read back from `dst`. Reading at once would
+// wait for the stores, so words are read two blocks later.
+inline constexpr size_t group_bytes = 4 * sizeof(Vec);
+inline constexpr size_t group_words = 2 * sizeof(Vec);  // where in a group those vectors begin
+inline constexpr size_t block_bytes = pairs_per_block * group_bytes;
+inline constexpr size_t blocks_behind = 2;
+
+// Combines and counts `blocks` blocks, `dst` aligned.
+template <class Op, class... In>
+COLX_INLINE uint32_t combine_blocks(uint8_t* dst, size_t blocks, const In*... in) {
+  BitSums sums{};
+  const auto count_words = [&](const uint8_t* group) __attribute__((always_inline)) {
+    colx::count_words<group_bytes - group_words>(sums.words, group + group_words);
+  };
+  for (size_t block = 0; block != blocks; ++block) {
+    const bool has_behind = block >= blocks_behind;
+    add_block(
+        sums, [&](unsigned pair) __attribute__((always_inline)) {
+          const size_t at = block * block_bytes + pair * group_bytes;
+          const auto combine_at = [&](size_t place) __attribute__((always_inline)) {
+            return combine_vector<Op>(dst + place, in + place...);
+          };
+          const Pair made = {combine_at(at), combine_at(at + 16)};
+          combine_at(at + 32);
+          combine_at(at + 48);
+          if (has_behind) count_words(dst + at - blocks_behind * block_bytes);
+          return made;
+        });
+  }
+  const size_t end = blocks * block_bytes;
+  const size_t counted = end - (blocks < blocks_behind ? blocks : blocks_behind) * block_bytes;
+  for (size_t at = counted; at != end; at += group_bytes) count_words(dst + at);
+  return total(sums);
 }
 
 // dst = Op(in...), vector by vector between single units that lead to an aligned `dst` and past the
 // last whole vector. Inputs may be `dst` itself. Returns the set bits among the first `nbits` of
 // the result if `counts`, else 0.
 template <class Op, class Unit, bool counts, class... In>
-COLX_INLINE uint32_t combine(uint8_t* dst, uint64_t nbits, const In*... in) {
+COLX_INLINE uint32_t combine_units(uint8_t* dst, uint64_t nbits, const In*... in) {
   const size_t size = vector_bytes<Unit>(nbits);
   size_t at = 0;
   uint32_t count = 0;
-  const auto combine_unit = [&] {
-    const uint64_t unit = Op::of(uint64_t{load_as<Unit>(in + at)}...);
-    store_as(dst + at, static_cast<Unit>(unit));
-    if constexpr (counts) count += population(static_cast<Unit>(unit));
+  const auto combine_unit = [&]() __attribute__((always_inline)) {
+    const Unit unit = static_cast<Unit>(Op::of(uint64_t{load_as<Unit>(in + at)}...));
+    store_as(dst + at, unit);
+    if constexpr (counts) count += population(unit);
     at += sizeof(Unit);
   };
   while (at != size && !is_aligned(dst + at)) combine_unit();
+  if constexpr (counts) {
+    if (const size_t blocks = (size - at) / block_bytes; blocks != 0) {
+      count += combine_blocks<Op>(dst + at, blocks, in + at...);
+      at += blocks * block_bytes;
+    }
+  }
   for (; size - at >= sizeof(Vec); at += sizeof(Vec)) {
-    const Vec result = Op::of(load(in + at)...);
-    store_aligned(dst + at, result);
-    if constexpr (counts) count += population(low_half(result)) + population(high_half(result));
+    const Vec result = combine_vector<Op>(dst + at, in + at...);
+    if constexpr (counts) count += population(result);
   }
   while (at != size) combine_unit();
   if constexpr (counts) count -= population_above<Unit>(dst, nbits);
@@ -125,9 +154,9 @@ COLX_INLINE uint32_t combine(uint8_t* dst, uint64_t nbits, const In*... in) {
 template <class Op, class Unit, class... In>
 COLX_INLINE void combine(void* dst, uint32_t* count, uint64_t nbits, const In*... in) {
   if (count != nullptr)
-    *count = combine<Op, Unit, true>(bytes_at(dst, 0), nbits, bytes_at(in, 0)...);
+    *count = combine_units<Op, Unit, true>(bytes_at(dst, 0), nbits, bytes_at(in, 0)...);
   else
-    combine<Op, Unit, false>(bytes_at(dst, 0), nbits, bytes_at(in, 0)...);
+    combine_units<Op, Unit, false>(bytes_at(dst, 0), nbits, bytes_at(in, 0)...);
 }
 
 }  // namespace colx

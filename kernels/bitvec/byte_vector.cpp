@@ -32,7 +32,7 @@ COLX_DEFINE_THREE_INPUTS(colx_lbivor3_dydi, Or)
 COLX_DEFINE_THREE_INPUTS(colx_lbivxor3_dydi, Xor)
 
 void colx_lbivpopcnt_dydi(uint32_t* count, const void* a, uint64_t nbits) {
-  *count = count_bits<uint8_t>(a, nbits);
+  *count = count_bits<uint8_t>(bytes_at(a, 0), nbits);
 }
 
 void colx_lbivset_range_dydi(void* bits, uint64_t first, uint64_t last) {

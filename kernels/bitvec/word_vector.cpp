@@ -32,7 +32,7 @@ COLX_DEFINE_THREE_INPUTS(colx_lbiwvor3_dydi, Or)
 COLX_DEFINE_THREE_INPUTS(colx_lbiwvxor3_dydi, Xor)
 
 uint32_t colx_lbiwvpopcnt_dydi(uint32_t* count, const uint64_t* a, uint64_t nbits) {
-  return *count = count_bits<uint64_t>(a, nbits);
+  return *count = count_bits<uint64_t>(bytes_at(a, 0), nbits);
 }
 
 void colx_lbiwvset_range_dydi(uint64_t* bits, uint64_t first, uint64_t last) {
