@@ -2,6 +2,7 @@
 
 #include "tests/support/crash_note.h"
 #include "tests/support/scan_stage.h"
+#include "tests/support/stored_rows.h"
 
 namespace colx::test {
 namespace {
@@ -23,39 +24,6 @@ std::string words_difference(const char* what, const Words& words, const Words& 
     return std::string(row < rows ? "row " : "above the rows: bit ") + std::to_string(row) +
            (oracle::bit_at(words.data(), row) ? " is set" : " is clear") + " in " + what;
   }
-  return {};
-}
-
-// What a column's first touch has to ask of the host, and nobody else.
-std::string decompression_difference(const ScanKernel& kernel, const ScanBatch& batch,
-                                     const ScanStage& stage) {
-  const RecordingHost& host = stage.host;
-  const std::string name = kernel.name;
-  if (host.cached_allocations.size() != 1 || host.decodes.size() != 1) {
-    return "host: one allocation and one decoding are due";
-  }
-  const CachedAllocation& a = host.cached_allocations[0];
-  const Decode& d = host.decodes[0];
-  if (a.label != name + ": vec1_decomp") return "allocation label is " + a.label;
-  if (a.host != host.handle || a.heap != host.heap || a.bytes != batch.stream.size() ||
-      a.unit != 8 || a.align != 16 || a.size != stage.src.colx_cv_decomp_size) {
-    return "arguments of colx_env_alloc_cached";
-  }
-  if (stage.decomp_slot != a.buffer) return "the slot does not hold the buffer";
-  if (d.env.colx_denv_host != host.handle || d.env.colx_denv_heap != host.heap ||
-      d.env.colx_denv_alloc != host.env.colx_env_alloc ||
-      d.env.colx_denv_free != host.env.colx_env_free) {
-    return "fields of colx_decode_env";
-  }
-  if (d.image != stage.src.colx_cv_data || d.out != a.buffer || d.out_len_before != 0 ||
-      d.capacity != batch.stream.size()) {
-    return "arguments of colx_env_decode";
-  }
-  if (batch.decode_status == 0) return {};
-  if (host.raised.size() != 1) return "a failed decoding is to be raised once";
-  const Raised& raised = host.raised[0];
-  if (raised.text != name + ": colx_wpak_decode failed") return "raised text is " + raised.text;
-  if (raised.host != host.handle || raised.zero != 0) return "arguments of host_raise_internal";
   return {};
 }
 
@@ -91,7 +59,8 @@ std::string host_difference(const ScanKernel& kernel, const ScanBatch& batch,
     return text;
   }
   if (batch.store == Store::compressed) {
-    std::string text = decompression_difference(kernel, batch, stage);
+    std::string text = first_touch_difference(stage.host, kernel.name, stage.src,
+                                              batch.stream.size(), batch.decode_status);
     if (!text.empty()) return text;
   }
   return expected.expands ? expansion_difference(expected, stage) : "";

@@ -148,6 +148,11 @@ void ScanStage::set(const ScanBatch& batch) {
 
   args = place_args(args_pages_, batch.args, batch.edge);
   hi_args = place_args(hi_args_pages_, batch.hi_args, batch.edge);
+
+  std::memset(&codes, 0, sizeof codes);
+  codes.colx_cv_data = codes.colx_cv_aux = untouchable;
+  codes.colx_cv_encoding_context = static_cast<colx_enc_ctx*>(untouchable);
+  codes.colx_cv_bits = place_words(table_pages_, batch.code_table, batch.edge);
 }
 
 std::string ScanStage::damage(const colx_cv& res_before, const colx_kctx& kctx_before) const {
@@ -163,6 +168,9 @@ std::string ScanStage::damage(const colx_cv& res_before, const colx_kctx& kctx_b
   if (batch_.selection && !holds(kctx.colx_kctx_selection, as_bytes(*batch_.selection))) {
     return "changed: the selection";
   }
+  if (batch_.code_table && !holds(codes.colx_cv_bits, as_bytes(*batch_.code_table))) {
+    return "changed: the code table";
+  }
   const bool placed = batch_.store != Store::compressed && batch_.stream_readable;
   const void* const rows = batch_.store == Store::plain ? src.colx_cv_data : decomp_slot;
   if (placed && !holds(rows, batch_.stream)) return "changed: the rows";
@@ -174,11 +182,15 @@ ScanRun ScanStage::call(const ScanKernel& kernel) {
   const colx_cv src_before = src;
   const colx_enc_ctx encoding_before = encoding;
   const colx_kctx kctx_before = kctx;
+  const colx_cv codes_before = codes;
   const colx_env env_before = host.env;
   const void* const slot_before = decomp_slot;
 
   ScanRun run = {};
-  if (kernel.range) {
+  if (batch_.code_table) {
+    const auto scan = reinterpret_cast<colx_binary_fn>(kernel.kernel);
+    run.status = scan(&res, &src, &codes, kctx_or_null());
+  } else if (kernel.range) {
     const auto scan = reinterpret_cast<colx_range_scan_fn>(kernel.kernel);
     run.status = scan(&res, &src, args, hi_args, kctx_or_null());
   } else {
@@ -196,6 +208,8 @@ ScanRun ScanStage::call(const ScanKernel& kernel) {
     run.damage = "changed: a field of src";
   } else if (!same_bytes(encoding, encoding_before)) {
     run.damage = "changed: a field of the encoding context";
+  } else if (!same_bytes(codes, codes_before)) {
+    run.damage = "changed: a field of the third argument";
   } else if (!same_bytes(host.env, env_before)) {
     run.damage = "changed: a field of the environment";
   } else if (batch_.store != Store::compressed && decomp_slot != slot_before) {

@@ -65,6 +65,7 @@ struct ScanBatch {
   // itself is.
   std::vector<Bytes> args;
   std::vector<Bytes> hi_args;
+  std::optional<Words> code_table;  // of a set kernel, which takes a vector instead of constants
 
   std::optional<Words> nulls;
   std::optional<Words> selection;
@@ -121,6 +122,7 @@ class ScanStage {
   void* decomp_slot;
   const void* const* args;
   const void* const* hi_args;
+  colx_cv codes;  // holds the code table
   RecordingHost host;
 
  private:
@@ -136,7 +138,7 @@ class ScanStage {
 
   bool with_kctx_ = true;
   ScanBatch batch_;
-  GuardedPages rows_pages_, aux_pages_, nulls_pages_, selection_pages_, nowhere_;
+  GuardedPages rows_pages_, aux_pages_, nulls_pages_, selection_pages_, table_pages_, nowhere_;
   ArgPages args_pages_, hi_args_pages_;
   GuardedOutput bits_, run_bits_;
 };

@@ -4,12 +4,17 @@ namespace colx::test {
 
 // Each family stands in its own file and here.
 extern const SweepFamily burst_sweep;
+extern const SweepFamily decode_sweep;
 extern const SweepFamily dict_predicate_sweep;
+extern const SweepFamily nothing_sweep;
+extern const SweepFamily set_sweep;
+extern const SweepFamily symbol_decode_sweep;
+extern const SweepFamily unpack_sweep;
 
 std::span<const SweepFamily* const> sweep_families() {
   static constexpr const SweepFamily* families[] = {
-      &burst_sweep,
-      &dict_predicate_sweep,
+      &burst_sweep, &decode_sweep,        &dict_predicate_sweep, &nothing_sweep,
+      &set_sweep,   &symbol_decode_sweep, &unpack_sweep,
   };
   return families;
 }
