@@ -118,10 +118,11 @@ class ChunkRun {
 
   // The chunk's rows of matching days, into days_.
   Count find_days(size_t chunk) {
-    Count count = apply(scan_days, plan_.days.front(), chunk, days_);
-    for (size_t range = 1; range < plan_.days.size() && count; ++range) {
-      auto more = apply(scan_days, plan_.days[range], chunk, left_);
-      if (!more) return more;
+    const Count first = apply(scan_days, plan_.days.front(), chunk, days_);
+    if (!first) return first;
+    uint32_t count = *first;
+    for (size_t range = 1; range < plan_.days.size(); ++range) {
+      if (auto more = apply(scan_days, plan_.days[range], chunk, left_); !more) return more;
       Step& step = steps_[or_days];
       count = timed(step, days_.size(), [&] {
         uint32_t both = 0;
@@ -129,7 +130,7 @@ class ChunkRun {
                                                    days_.size());
         return both;
       });
-      step.hits += *count;
+      step.hits += count;
     }
     return count;
   }
