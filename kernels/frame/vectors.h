@@ -112,18 +112,11 @@ COLX_INLINE Vec difference(Vec a, Vec b) {
   if constexpr (L == 8) return _mm_sub_epi64(a, b);
 }
 
-// The smaller and the larger of two unsigned lanes, L of 1, 2 or 4.
+// a - b, or 0 where that is negative; unsigned lanes, L of 1 or 2.
 template <unsigned L>
-COLX_INLINE Vec smaller(Vec a, Vec b) {
-  if constexpr (L == 1) return _mm_min_epu8(a, b);
-  if constexpr (L == 2) return _mm_min_epu16(a, b);
-  if constexpr (L == 4) return _mm_min_epu32(a, b);
-}
-template <unsigned L>
-COLX_INLINE Vec larger(Vec a, Vec b) {
-  if constexpr (L == 1) return _mm_max_epu8(a, b);
-  if constexpr (L == 2) return _mm_max_epu16(a, b);
-  if constexpr (L == 4) return _mm_max_epu32(a, b);
+COLX_INLINE Vec saturated_difference(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_subs_epu8(a, b);
+  if constexpr (L == 2) return _mm_subs_epu16(a, b);
 }
 
 // Low L bytes of the lanes' products, L of 2 or 4.
@@ -152,8 +145,8 @@ COLX_INLINE Vec shuffle(Vec v, Vec control) {
   return _mm_shuffle_epi8(v, control);
 }
 
-// Lane masks of two vectors to lanes half as wide, `a` in the low half; L is the wide lane, 2 or 4.
-// Signed saturation: exact for masks and for numbers that fit.
+// Lanes of two vectors to lanes half as wide, `a` in the low half; L is the wide lane, 2 or 4.
+// Signed saturation: exact for masks and for numbers that fit, and what is not 0 stays so.
 template <unsigned L>
 COLX_INLINE Vec narrowed(Vec a, Vec b) {
   if constexpr (L == 2) return _mm_packs_epi16(a, b);
@@ -202,6 +195,10 @@ COLX_INLINE uint64_t high_half(Vec v) {
 COLX_INLINE uint32_t population(uint64_t word) {
   return static_cast<uint32_t>(std::popcount(word));
 }
+
+// How far ahead a scan asks for its stream. The processor's own prefetcher stops at each page; a
+// page ahead, the next one is under way in time.
+inline constexpr size_t stream_prefetch_bytes = 4096;
 
 // Into all cache levels, or past them for data that is used once. Never faults.
 COLX_INLINE void prefetch(const void* address) {

@@ -16,7 +16,8 @@ struct AlignedCodes {
   static constexpr unsigned lane = width_bits / 8;
   static constexpr uint32_t rows_per_step = 128 / lane;
   static constexpr Test test = test_of(op, nulls);
-  static constexpr Order order = Order::biased;
+  static constexpr Order order = order_of(lane, true);
+  static constexpr Marks marks = {mark_of(test, order) == Mark::zero, marks_misses(test, order)};
   using Code = Unsigned<lane>;
 
   // Tests a row by itself: the tail's way, and the selective scan's.
@@ -63,7 +64,9 @@ struct AlignedCodes {
   COLX_INLINE static uint32_t step(State& state, uint8_t* out) {
     const uint8_t* codes = state.codes;
     state.codes += 128;
-    return store_rows<lane, rows_per_step, marks_misses(test, order)>(out, [&](auto v) {
+    prefetch(codes + stream_prefetch_bytes);
+    prefetch(codes + stream_prefetch_bytes + 64);
+    return store_rows<lane, rows_per_step, marks>(out, [&](auto v) {
       Vec stored = load(codes + 16 * v);
       if constexpr (tests_order(test)) stored = lanes_byte_reversed<lane>(stored);
       return tested<test, lane, order>(stored, state.bounds);

@@ -68,12 +68,10 @@ uint32_t answer_rows(const ScanInput& in, Answer answer) {
   uint32_t count = 0;
   switch (answer) {
     case Answer::bits:
-      copy_one_bit_codes(in.out, in.data, in.rows);
-      colx_lbiwvand_dydi(in.out, &count, in.out, in.out, in.rows);
+      count = one_bit_codes(in.out, in.data, in.rows, false);
       break;
     case Answer::inverted_bits:  // leaves the bits behind `rows` set, uncounted
-      copy_one_bit_codes(in.out, in.data, in.rows);
-      colx_lbiwvnot_dydi(in.out, &count, in.out, in.rows);
+      count = one_bit_codes(in.out, in.data, in.rows, true);
       break;
     case Answer::none:
       clear_rest(in.out, in.rows, 0);

@@ -69,7 +69,8 @@ struct PackedCodes {
   static constexpr uint32_t rows_per_step = shape.rows;
   static constexpr unsigned lane = shape.lane;
   static constexpr Test test = test_of(op, nulls);
-  static constexpr Order order = uses_top_bit(width) ? Order::biased : Order::plain;
+  static constexpr Order order = order_of(lane, uses_top_bit(width));
+  static constexpr Marks marks = {mark_of(test, order) == Mark::zero, marks_misses(test, order)};
   static_assert(shape.rows * width % 8 == 0, "a step ends on a byte boundary");
   static_assert(shape.reach() <= 8, "what the owner of a stream provides behind it");
 
@@ -145,7 +146,9 @@ struct PackedCodes {
     state.codes += shape.bytes;
     prefetch(codes + 640);
     prefetch(codes + 704);
-    return store_rows<lane, rows_per_step, marks_misses(test, order)>(
+    prefetch(codes + stream_prefetch_bytes);
+    if constexpr (shape.bytes > 64) prefetch(codes + stream_prefetch_bytes + 64);
+    return store_rows<lane, rows_per_step, marks>(
         out, [&](auto vector) { return hits<vector>(codes, state); });
   }
 

@@ -12,51 +12,58 @@ namespace colx {
 template <unsigned Value>
 using Constant = std::integral_constant<unsigned, Value>;
 
-// One vector of narrowed masks from `Count` vectors of masks of L bytes; masks(Constant<v>) makes
+// One vector of narrowed lanes from `Count` vectors of lanes of L bytes; lanes(Constant<v>) makes
 // vector v. They are asked for in pairs, so that each is used up as soon as it is made.
-template <unsigned L, unsigned Count, unsigned First, class Masks>
-COLX_INLINE Vec narrowed_masks(const Masks& masks) {
+template <unsigned L, unsigned Count, unsigned First, class Lanes>
+COLX_INLINE Vec narrowed_lanes(const Lanes& lanes) {
   if constexpr (Count == 1) {
-    return masks(Constant<First>{});
+    return lanes(Constant<First>{});
   } else {
-    constexpr unsigned wide = 2 * L / Count;
-    const Vec low = narrowed_masks<L, Count / 2, First>(masks);
-    const Vec high = narrowed_masks<L, Count / 2, First + Count / 2>(masks);
-    // A mask of 8 bytes is two of 4, so it is narrowed as such.
-    return narrowed < wide == 2 ? 2 : 4 > (low, high);
+    // Lanes are narrowed from 4 bytes or from 2; one of 8 bytes is two of 4.
+    constexpr unsigned wide = 2 * L / Count == 2 ? 2 : 4;
+    const Vec low = narrowed_lanes<L, Count / 2, First>(lanes);
+    const Vec high = narrowed_lanes<L, Count / 2, First + Count / 2>(lanes);
+    return narrowed<wide>(low, high);
   }
 }
 
-// Bits of the sixteen rows whose masks begin at vector First.
-template <unsigned L, unsigned First, class Masks>
-COLX_INLINE uint32_t row_bits(const Masks& masks) {
-  return top_bits(narrowed_masks<L, L, First>(masks));
+// How the marks of a step become bits.
+struct Marks {
+  bool zeros;   // a mark is a 0, not a mask of ones
+  bool misses;  // marks stand on the rows that are not selected
+};
+
+// Bits of the sixteen rows whose marks begin at vector First.
+template <unsigned L, Marks marks, unsigned First, class Lanes>
+COLX_INLINE uint32_t row_bits(const Lanes& lanes) {
+  const Vec rows = narrowed_lanes<L, L, First>(lanes);
+  return top_bits(marks.zeros ? equal<1>(rows, zeros()) : rows);
 }
 
 // One output unit of `Rows` rows, 16, 32 or 64, row 0 in bit 0.
-template <unsigned L, unsigned Rows, unsigned First, class Masks>
-COLX_INLINE Unsigned<Rows / 8> unit_bits(const Masks& masks) {
+template <unsigned L, unsigned Rows, Marks marks, unsigned First, class Lanes>
+COLX_INLINE Unsigned<Rows / 8> unit_bits(const Lanes& lanes) {
   using Unit = Unsigned<Rows / 8>;
   if constexpr (Rows == 16) {
-    return static_cast<Unit>(row_bits<L, First>(masks));
+    return static_cast<Unit>(row_bits<L, marks, First>(lanes));
   } else {
-    const Unit low = unit_bits<L, Rows / 2, First>(masks);
-    const Unit high = unit_bits<L, Rows / 2, First + Rows / 2 * L / 16>(masks);
+    const Unit low = unit_bits<L, Rows / 2, marks, First>(lanes);
+    const Unit high = unit_bits<L, Rows / 2, marks, First + Rows / 2 * L / 16>(lanes);
     return low | high << (Rows / 2);
   }
 }
 
 // Stores the bits of a step of `Rows` rows with plain stores of up to 64 bits and returns how many
-// are set. `misses`: the masks mark the rows that are not selected.
-template <unsigned L, unsigned Rows, bool misses, unsigned First = 0, class Masks>
-COLX_INLINE uint32_t store_rows(uint8_t* out, const Masks& masks) {
+// are set. lanes(Constant<v>) makes vector v of marks in lanes of L bytes.
+template <unsigned L, unsigned Rows, Marks marks, unsigned First = 0, class Lanes>
+COLX_INLINE uint32_t store_rows(uint8_t* out, const Lanes& lanes) {
   if constexpr (Rows > 64) {
-    const uint32_t low = store_rows<L, 64, misses, First>(out, masks);
-    return low + store_rows<L, Rows - 64, misses, First + 64 * L / 16>(out + 8, masks);
+    const uint32_t low = store_rows<L, 64, marks, First>(out, lanes);
+    return low + store_rows<L, Rows - 64, marks, First + 64 * L / 16>(out + 8, lanes);
   } else {
     using Unit = Unsigned<Rows / 8>;
-    Unit bits = unit_bits<L, Rows, First>(masks);
-    if constexpr (misses) bits = static_cast<Unit>(~bits);
+    Unit bits = unit_bits<L, Rows, marks, First>(lanes);
+    if constexpr (marks.misses) bits = static_cast<Unit>(~bits);
     store_as<Unit>(out, bits);
     return population(bits);
   }

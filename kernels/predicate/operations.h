@@ -38,24 +38,44 @@ COLX_INLINE constexpr bool selects(T x, T lo, T hi) {
 // What a step asks of a lane.
 enum class Test { equal, not_equal, not_equal_nor_zero, below, above, up_to, from, within };
 
-// The vector compare is signed, which is as good as unsigned while codes never use a lane's top
-// bit. Biased lanes may use it: both sides of an order comparison get it added.
-enum class Order { plain, biased };
+// How lanes are ordered. The vector compare is signed, which is as good as unsigned while codes
+// never use a lane's top bit. Lanes that may use it get it added on both sides of a comparison, or,
+// in lanes of two bytes, are subtracted with saturation: x - c is 0 where x <= c.
+enum class Order { plain, biased, saturated };
+
+constexpr Order order_of(unsigned lane_bytes, bool top_bit_used) {
+  if (!top_bit_used) return Order::plain;
+  return lane_bytes == 2 ? Order::saturated : Order::biased;
+}
 
 constexpr bool tests_order(Test test) {
   return test >= Test::below;
 }
 
-// Tests that are made by their opposite: the stored bits are complemented, once a store.
+// What a test leaves in a lane: a mask of ones, or a number that means something where it is 0.
+// Numbers are cheaper to make; narrowing keeps them 0 or not 0, and one comparison for sixteen rows
+// turns them into masks of the zeros.
+enum class Mark { ones, zero };
+
+constexpr Mark mark_of(Test test, Order order) {
+  if (test == Test::not_equal_nor_zero) return Mark::zero;
+  const bool one_sided_order = tests_order(test) && test != Test::within;
+  return one_sided_order && order == Order::saturated ? Mark::zero : Mark::ones;
+}
+
+// Tests whose marks stand on the rows that fail: the stored bits are complemented, once a store.
 constexpr bool marks_misses(Test test, Order order) {
   switch (test) {
     case Test::not_equal:
     case Test::not_equal_nor_zero:
     case Test::within:
-    case Test::up_to:
       return true;
+    case Test::up_to:
+      return order != Order::saturated;
+    case Test::above:
+      return order == Order::saturated;
     case Test::below:
-      return order == Order::plain;
+      return order != Order::biased;
     case Test::from:
       return order == Order::biased;
     default:
@@ -141,21 +161,25 @@ COLX_INLINE LaneBounds lane_bounds(Vec first, Vec last) {
   return {first, zeros()};
 }
 
-// Lanes of `x` that meet the test, or those that fail it where marks_misses says so.
+// Marks on the lanes of `x` that meet the test, or on those that fail it where marks_misses says
+// so.
 template <Test test, unsigned L, Order order>
 COLX_INLINE Vec tested(Vec x, const LaneBounds& bounds) {
+  constexpr bool from_above = test == Test::above || test == Test::up_to;
   const Vec c = bounds.first;
   if constexpr (test == Test::within) {
     return above_signed<L>(difference<L>(x, c), bounds.second);
   } else if constexpr (test == Test::equal || test == Test::not_equal) {
     return equal<L>(x, c);
   } else if constexpr (test == Test::not_equal_nor_zero) {
-    return equal<L>(without(x, equal<L>(x, c)), zeros());
-  } else {
-    if constexpr (order == Order::biased) x = top_bit_added<L>(x);
-    if constexpr (order == Order::biased && (test == Test::below || test == Test::from))
-      return above_signed<L>(c, x);
+    return without(x, equal<L>(x, c));
+  } else if constexpr (order == Order::plain) {
     return above_signed<L>(x, c);
+  } else if constexpr (order == Order::saturated) {
+    return from_above ? saturated_difference<L>(x, c) : saturated_difference<L>(c, x);
+  } else {
+    x = top_bit_added<L>(x);
+    return from_above ? above_signed<L>(x, c) : above_signed<L>(c, x);
   }
 }
 
