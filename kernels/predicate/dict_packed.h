@@ -49,6 +49,16 @@ static_assert(uses_top_bit(2) && uses_top_bit(4) && uses_top_bit(9) && uses_top_
               uses_top_bit(12));
 static_assert(!uses_top_bit(3) && !uses_top_bit(7) && !uses_top_bit(11) && !uses_top_bit(24));
 
+// Whether a lane's bytes hold nothing but its code, so that nothing has to be masked out.
+constexpr bool fills_bytes(unsigned width) {
+  for (unsigned k = 0; k < 32; ++k)
+    if (colx_shuffle_masks[width].half[k / 16].bytes[k % 16] != 0x80 &&
+        colx_and_masks[width].half[k / 16].bytes[k % 16] != 0xFF)
+      return false;
+  return true;
+}
+static_assert(fills_bytes(24) && !fills_bytes(20) && !fills_bytes(12));
+
 // Where both entries of a width have their codes at the same places one set of constants does.
 constexpr bool entries_alike(unsigned width) {
   return 16 / lane_bytes(width) * width % 8 == 0;
@@ -136,8 +146,8 @@ struct PackedCodes {
     static_assert(within_load<vector>);
     constexpr unsigned entry = entries_alike(width) ? 0 : vector % 2;
     const Vec stream = load(codes + shape.load_at(shape.load_of(vector)));
-    const Vec code = both(shuffle(stream, load(vector_shuffle<vector>)),
-                          load(colx_and_masks[width].half[entry]));
+    Vec code = shuffle(stream, load(vector_shuffle<vector>));
+    if constexpr (!fills_bytes(width)) code = both(code, load(colx_and_masks[width].half[entry]));
     return tested<test, lane, order>(code, state.bounds[entry]);
   }
 
