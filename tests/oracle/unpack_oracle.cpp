@@ -101,7 +101,8 @@ UnpackOutcome unpack_outcome(unsigned width_bits, std::span<const uint8_t> strea
   std::vector<uint32_t> rows;
   if (outcome.path == UnpackPath::range || outcome.path == UnpackPath::run_range) {
     const uint32_t start = kctx.colx_kctx_position;
-    const uint32_t end = std::min(start + res.colx_cv_num_of_rows, src.colx_cv_num_of_rows);
+    const uint64_t room_ends = uint64_t{start} + res.colx_cv_num_of_rows;
+    const auto end = static_cast<uint32_t>(std::min<uint64_t>(room_ends, src.colx_cv_num_of_rows));
     for (uint32_t row = start; row < end; ++row) rows.push_back(row);
     outcome.position = end - 1;
   } else {

@@ -97,7 +97,7 @@ class UnpackStage {
   colx_cv src;
   colx_enc_ctx encoding;
   colx_kctx kctx;
-  RecordingHost host;
+  RecordingHost& host = scan_stage().host;  // the newest host is in charge: all stages share one
 
  private:
   size_t element_bytes() const;

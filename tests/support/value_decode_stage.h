@@ -111,7 +111,7 @@ class ValueDecodeStage {
   colx_cv src;
   colx_enc_ctx encoding;
   colx_kctx kctx;
-  RecordingHost host;
+  RecordingHost& host = scan_stage().host;  // the newest host is in charge: all stages share one
 
  private:
   void clear_records(uint32_t enc_flags, const Dictionary& dictionary, Edge edge);
