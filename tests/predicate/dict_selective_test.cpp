@@ -118,6 +118,17 @@ TEST(DictSelective, SelectionsOfEverySizeUpTo20) {
   }
 }
 
+TEST(DictSelective, SelectionsAroundMultiplesOfABatch) {
+  const DictScan scan = dict_scan(COLX_OPC_NE, 11);
+  for (const uint32_t size : {248u, 255u, 256u, 257u, 264u, 511u, 512u, 513u}) {
+    Words selection(10, 0);
+    for (uint32_t row = 0; row < size; ++row) selection[row / 64] |= uint64_t{1} << row % 64;
+    const ScanRun run = run_dict(scan, selective_batch(scan, Codes(640, 1), selection, 2));
+    EXPECT_EQ(run.bits, selection) << size;
+    EXPECT_EQ(run.num_set, size);
+  }
+}
+
 TEST(DictSelective, SelectedBitsAtOrAboveTheRowsAreIgnored) {
   for_each_twin([](const DictScan& scan) {
     // Row 70 on has no code; the selection goes on for two more words.
