@@ -4,7 +4,7 @@
 # usage: test.sh [--all]
 #
 # Builds as a newcomer would, runs the suite under AddressSanitizer and UndefinedBehaviorSanitizer,
-# the demo, then the release suite.
+# the demo, then the release suite; last the fuzz targets for 20 seconds each (fuzz.sh for longer).
 # --all adds, one variant at a time, the debug build, the Clang build and ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -44,3 +44,6 @@ for variant in "${variants[@]}"; do
   echo "== $variant: tests"
   ctest --preset "$variant" --output-on-failure -j "$(nproc)"
 done
+
+echo "== fuzz targets"
+scripts/fuzz.sh 20
