@@ -24,21 +24,28 @@ bool bit_at(const uint64_t* words, uint64_t row) {
   return (words[row / 64] >> row % 64 & 1) != 0;
 }
 
+ScanPlan scan_plan(const colx_cv& res, const colx_cv& src, const colx_kctx* kctx,
+                   const ScanFamily& family) {
+  const colx_enc_ctx& encoding = *src.colx_cv_encoding_context;
+  const bool run_length = (encoding.colx_enc_ctx_flags & COLX_RLE) != 0;
+  ScanPlan plan = {};
+  plan.by_twin = family.has_twin && kctx != nullptr && kctx->colx_kctx_selection != nullptr &&
+                 (kctx->colx_kctx_flags & COLX_KCTX_SELECTIVE) != 0;
+  plan.per_run = run_length && !plan.by_twin;
+  plan.rows = plan.by_twin   ? src.colx_cv_num_of_rows
+              : plan.per_run ? encoding.colx_enc_ctx_rle_rows
+                             : res.colx_cv_num_of_rows;
+  return plan;
+}
+
 ScanOutcome scan_outcome(const colx_cv& res, const colx_cv& src, const colx_kctx* kctx,
                          const ScanFamily& family, const ScanRows& rows) {
-  const colx_enc_ctx& encoding = *src.colx_cv_encoding_context;
   const uint64_t* const selection = kctx != nullptr ? kctx->colx_kctx_selection : nullptr;
   const uint64_t* const nulls = family.reads_nulls ? src.colx_cv_nulls : nullptr;
-  const bool run_length = (encoding.colx_enc_ctx_flags & COLX_RLE) != 0;
 
   ScanOutcome outcome = {};
-  outcome.by_twin =
-      family.has_twin && selection != nullptr && (kctx->colx_kctx_flags & COLX_KCTX_SELECTIVE) != 0;
-  outcome.per_run = run_length && !outcome.by_twin;
+  static_cast<ScanPlan&>(outcome) = scan_plan(res, src, kctx, family);
   outcome.expands = outcome.per_run;
-  outcome.rows = outcome.by_twin   ? src.colx_cv_num_of_rows
-                 : outcome.per_run ? encoding.colx_enc_ctx_rle_rows
-                                   : res.colx_cv_num_of_rows;
 
   std::vector<uint64_t> words((uint64_t{outcome.rows} + 63) / 64, 0);
   for (uint32_t r = 0; r < outcome.rows; ++r) {
@@ -56,6 +63,15 @@ ScanOutcome scan_outcome(const colx_cv& res, const colx_cv& src, const colx_kctx
   outcome.flags_out = (kctx != nullptr ? kctx->colx_kctx_flags_out : 0) |
                       (selection != nullptr ? family.selected_flag : 0);
   outcome.words = std::move(words);
+  return outcome;
+}
+
+ScanOutcome refused_outcome(const colx_cv& res, const colx_kctx* kctx, uint32_t status) {
+  ScanOutcome outcome = {};
+  outcome.refused = true;
+  outcome.num_set = res.colx_cv_num_set;
+  outcome.flags_out = kctx != nullptr ? kctx->colx_kctx_flags_out : 0;
+  outcome.status = status;
   return outcome;
 }
 

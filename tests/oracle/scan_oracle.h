@@ -27,10 +27,18 @@ struct ScanRows {
   bool ones_above = false;
 };
 
-struct ScanOutcome {
-  uint32_t rows;                // how many rows were looked at
-  bool by_twin;                 // only the selected ones among them
-  bool per_run;                 // the output is colx_enc_ctx_rle_bits, not colx_cv_bits
+// What the records say of a scan before it looks at a row.
+struct ScanPlan {
+  uint32_t rows;  // how many rows are looked at
+  bool by_twin;   // only the selected ones among them
+  bool per_run;   // the output is colx_enc_ctx_rle_bits, not colx_cv_bits
+};
+
+ScanPlan scan_plan(const colx_cv& res, const colx_cv& src, const colx_kctx* kctx,
+                   const ScanFamily& family);
+
+struct ScanOutcome : ScanPlan {
+  bool refused;                 // nothing was done: no word, no count, no call of the host
   std::vector<uint64_t> words;  // exactly the words that are written there
   uint32_t num_set;             // colx_cv_num_set of the result
   uint32_t flags_out;           // colx_kctx_flags_out; meaningless without a kctx
@@ -43,5 +51,8 @@ bool bit_at(const uint64_t* words, uint64_t row);
 
 ScanOutcome scan_outcome(const colx_cv& res, const colx_cv& src, const colx_kctx* kctx,
                          const ScanFamily& family, const ScanRows& rows);
+
+// A call that returns that status before it touches anything.
+ScanOutcome refused_outcome(const colx_cv& res, const colx_kctx* kctx, uint32_t status);
 
 }  // namespace colx::oracle

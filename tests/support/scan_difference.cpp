@@ -48,7 +48,11 @@ std::string expansion_difference(const oracle::ScanOutcome& expected, ScanStage&
 std::string host_difference(const ScanKernel& kernel, const ScanBatch& batch,
                             const oracle::ScanOutcome& expected, ScanStage& stage) {
   std::vector<std::string> order;
-  if (batch.store == Store::compressed) {
+  const bool decompresses = batch.store == Store::compressed && !expected.refused;
+  if (batch.store == Store::compressed && expected.refused && stage.decomp_slot != nullptr) {
+    return "the slot was filled";
+  }
+  if (decompresses) {
     order = {"alloc_cached", "decode"};
     if (batch.decode_status != 0) order.push_back("raise");
   }
@@ -58,7 +62,7 @@ std::string host_difference(const ScanKernel& kernel, const ScanBatch& batch,
     for (const std::string& call : stage.host.order) text += " " + call;
     return text;
   }
-  if (batch.store == Store::compressed) {
+  if (decompresses) {
     std::string text = first_touch_difference(stage.host, kernel.name, stage.src,
                                               batch.stream.size(), batch.decode_status);
     if (!text.empty()) return text;

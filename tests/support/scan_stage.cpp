@@ -94,7 +94,8 @@ void ScanStage::place_rows(const ScanBatch& batch) {
     host.expands_to(batch.stream, batch.slack_bytes);
     host.decode_status = batch.decode_status;
   } else if (batch.stream_readable) {
-    void* const rows = rows_pages_.place(batch.stream, batch.slack_bytes, batch.edge);
+    void* const rows =
+        rows_pages_.place(batch.stream, batch.slack_bytes, batch.edge) - batch.skipped_bytes;
     (batch.store == Store::plain ? src.colx_cv_data : decomp_slot) = rows;
   } else if (batch.store == Store::decompressed) {
     decomp_slot = nowhere_.unreadable();
@@ -171,9 +172,11 @@ std::string ScanStage::damage(const colx_cv& res_before, const colx_kctx& kctx_b
   if (batch_.code_table && !holds(codes.colx_cv_bits, as_bytes(*batch_.code_table))) {
     return "changed: the code table";
   }
+  if (!batch_.aux.empty() && !holds(src.colx_cv_aux, batch_.aux)) return "changed: colx_cv_aux";
   const bool placed = batch_.store != Store::compressed && batch_.stream_readable;
   const void* const rows = batch_.store == Store::plain ? src.colx_cv_data : decomp_slot;
-  if (placed && !holds(rows, batch_.stream)) return "changed: the rows";
+  const auto* const stream = static_cast<const uint8_t*>(rows) + batch_.skipped_bytes;
+  if (placed && !holds(stream, batch_.stream)) return "changed: the rows";
   return {};
 }
 

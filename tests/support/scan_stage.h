@@ -56,6 +56,7 @@ struct ScanBatch {
   uint32_t run_rows = 0;  // colx_enc_ctx_rle_rows
 
   Bytes stream;                 // the rows' bytes and no more
+  size_t skipped_bytes = 0;     // bytes of rows before the stream; unreadable at Edge::begin
   size_t slack_bytes = 0;       // readable behind them
   bool stream_readable = true;  // false: the kernel must not touch the rows
   Bytes aux;                    // second stream; without bytes colx_cv_aux is null

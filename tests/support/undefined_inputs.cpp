@@ -58,6 +58,14 @@ constexpr UndefinedInput table[] = {
      "chunks hold at most 65536 rows", nullptr},
     {"colx_le_dict_1bit, colx_ge_dict_1bit, colx_ge_le_dict_1bit",
      "the constants select every row and there are 0 rows", "refuses the scan", every_row_of_none},
+    {"colx_<op>_fixed_32bit, colx_<op>_fixed_64bit and their _tz forms",
+     "the row width is not 24 or 32 at 32 bits, not 40, 48, 56 or 64 at 64 bits (lanes are not "
+     "rows)",
+     "picks the kernel by the width", nullptr},
+    {"colx_<op>_dynp_64bit and its _tz form",
+     "a row of the tail or of a walked selection has a code of 8 or more (more than a lane is "
+     "read)",
+     "writes codes of 0 to 7 only", nullptr},
     {"colx_dispatch_decode_unpack", "the column's decode_unpack slot is empty",
      "writes only keys whose slot is filled", nullptr},
 };

@@ -10,11 +10,12 @@ extern const SweepFamily nothing_sweep;
 extern const SweepFamily set_sweep;
 extern const SweepFamily symbol_decode_sweep;
 extern const SweepFamily unpack_sweep;
+extern const SweepFamily value_predicate_sweep;
 
 std::span<const SweepFamily* const> sweep_families() {
   static constexpr const SweepFamily* families[] = {
       &burst_sweep, &decode_sweep,        &dict_predicate_sweep, &nothing_sweep,
-      &set_sweep,   &symbol_decode_sweep, &unpack_sweep,
+      &set_sweep,   &symbol_decode_sweep, &unpack_sweep,         &value_predicate_sweep,
   };
   return families;
 }
