@@ -170,16 +170,4 @@ struct PackedCodes {
 static_assert(begins(PackedCodes<Op::eq, 19, NullCodes::none>::vector_shuffle<1>,
                      std::to_array(colx_shuffle4_masks_19.bytes)));
 
-// The kernels of a width: the names; the work is above.
-#define COLX_DEFINE_PACKED(form, name, op, enc, code, flag)                       \
-  uint32_t name(COLX_PARAMS_##form) {                                             \
-    if (wants_selective(kctx)) return name##_selective(COLX_ARGS_##form);         \
-    return scan<PackedCodes<Op::op, code_width(code), NullCodes{flag}>>(          \
-        res, src, COLX_CONSTANTS_##form, kctx, COLX_DECOMPRESSION_TEXTS(#name));  \
-  }                                                                               \
-  uint32_t name##_selective(COLX_PARAMS_##form) {                                 \
-    return scan_selected<PackedCodes<Op::op, code_width(code), NullCodes{flag}>>( \
-        res, src, COLX_CONSTANTS_##form, kctx, COLX_DECOMPRESSION_TEXTS(#name));  \
-  }
-
 }  // namespace colx

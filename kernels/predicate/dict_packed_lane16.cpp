@@ -1,6 +1,6 @@
 // Dictionary predicates on packed codes of 3 to 12 bits that fit a lane of two bytes.
 #include "kernels/frame/kernels.h"
-#include "kernels/predicate/dict_packed.h"
+#include "kernels/predicate/dict_paired.h"
 
 extern "C" {
 namespace colx {

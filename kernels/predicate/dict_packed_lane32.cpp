@@ -1,6 +1,6 @@
 // Dictionary predicates on packed codes of 11 to 24 bits, in lanes of four bytes.
 #include "kernels/frame/kernels.h"
-#include "kernels/predicate/dict_packed.h"
+#include "kernels/predicate/dict_paired.h"
 
 extern "C" {
 namespace colx {

@@ -1,6 +1,6 @@
 // Dictionary predicates on packed codes of 2 and 4 bits, in lanes of one byte.
 #include "kernels/frame/kernels.h"
-#include "kernels/predicate/dict_packed.h"
+#include "kernels/predicate/dict_paired.h"
 
 extern "C" {
 namespace colx {

@@ -31,12 +31,15 @@ COLX_INLINE Vec narrowed_lanes(const Lanes& lanes) {
 struct Marks {
   bool zeros;   // a mark is a 0, not a mask of ones
   bool misses;  // marks stand on the rows that are not selected
+  bool out_of_order = false;
+  Mask order = {};  // where each of sixteen row bytes is, if they are out of order
 };
 
 // Bits of the sixteen rows whose marks begin at vector First.
 template <unsigned L, Marks marks, unsigned First, class Lanes>
 COLX_INLINE uint32_t row_bits(const Lanes& lanes) {
-  const Vec rows = narrowed_lanes<L, L, First>(lanes);
+  Vec rows = narrowed_lanes<L, L, First>(lanes);
+  if constexpr (marks.out_of_order) rows = shuffle(rows, load(marks.order));
   return top_bits(marks.zeros ? equal<1>(rows, zeros()) : rows);
 }
 
