@@ -38,19 +38,20 @@ struct RunsToExpand {
   uint32_t last_cut;       // rows that the last run has too many
 };
 
-// Runs are stored in whole steps, the last one past the run's end. What it spoils there comes later
-// and is written later, so nothing may lie there but rows to come: no row behind the output and no
-// value that still waits to be read. Values wait at most in the last elements of the output, one
-// for each run to come. Where rows are too few for that a run is filled exactly.
+// A run is stored as a head and whole steps, the last one past the run's end. What it spoils there
+// comes later and is written later, so nothing may lie there but rows to come: no row behind the
+// output and no value that still waits to be read. Values wait at most in the last elements of the
+// output, one for each run to come. Where rows are too few for that a run is filled exactly.
 template <unsigned length_bytes, unsigned element_bytes>
 COLX_INLINE void expand_runs(const RunsToExpand& in) {
   if (in.runs == 0) return;
+  constexpr unsigned head = 48;  // stored for every run without looking at its length
   constexpr unsigned step = 32;
   const RunLengths<length_bytes> lengths{in.lengths};
   const uint32_t last = in.runs - 1;
   const uint64_t rows = in.first_rows + rows_in_runs(lengths, 1, in.runs) - in.last_cut;
 
-  int64_t room = static_cast<int64_t>((rows - last) * element_bytes) - step;
+  int64_t room = static_cast<int64_t>((rows - last) * element_bytes) - head;
   const uint8_t* value = in.values;
   uint8_t* to = in.out;
   uint32_t run_rows = in.first_rows;
@@ -60,11 +61,11 @@ COLX_INLINE void expand_runs(const RunsToExpand& in) {
     uint8_t* const end = to + bytes;
     room -= static_cast<int64_t>(bytes);
     if (room >= 0) [[likely]] {
-      do {
-        store(to, pattern);
-        store(to + 16, pattern);
-        to += step;
-      } while (to < end);
+      for (unsigned k = 0; k < head; k += 16) store(to + k, pattern);
+      for (uint8_t* at = to + head; at < end; at += step) {
+        store(at, pattern);
+        store(at + 16, pattern);
+      }
     } else {
       fill(to, pattern, bytes);
     }
