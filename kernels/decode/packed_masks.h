@@ -87,6 +87,26 @@ inline constexpr MaskTable colx_and_masks =
 inline constexpr MaskTable colx_shift_masks = mask_table(
     [](unsigned, CodePlace place, unsigned byte) { return byte == 0 ? place.spare : 0; });
 
+// The power of two that moves a code's first bit to the top of its lane, and what is before it out
+// of the lane; a shift right then leaves the code alone. Codes of lanes of one byte are multiplied
+// in lanes of two, having been shuffled into their high bytes: 8 lanes, twice.
+inline constexpr MaskTable colx_unpack_mul_masks = [] {
+  MaskTable table{};
+  for (unsigned width = 1; width <= 24; ++width) {
+    const bool widened = lane_bytes(width) == 1;
+    const unsigned lane = widened ? 2 : lane_bytes(width);
+    for (unsigned k = 0; k < 32; ++k) {
+      const unsigned row = (widened ? k % 16 : k) / lane;
+      const CodePlace place = code_place(width, row);
+      const unsigned above = widened ? 0 : lane - (place.last - place.first + 1);  // bytes
+      const uint64_t factor = uint64_t{1} << (8 * above + row * width % 8);
+      table.widths[width - 1].half[k / 16].bytes[k % 16] =
+          static_cast<uint8_t>(factor >> 8 * (k % lane));
+    }
+  }
+  return table;
+}();
+
 // A shuffle for data that was loaded `distance` bytes behind the place it counts from.
 constexpr Mask rebased(Mask mask, unsigned distance) {
   for (uint8_t& byte : mask.bytes)
@@ -114,6 +134,12 @@ static_assert(begins(colx_shuffle_masks[11].half[0], {1, 0, 0x80, 0x80, 2, 1, 0x
                                                       4, 3, 2, 0x80, 5, 4, 0x80, 0x80}));
 static_assert(begins(colx_and_masks[11].half[0], {0xE0, 0xFF, 0, 0, 0xFC, 0x1F, 0, 0,  //
                                                   0x80, 0xFF, 0x03, 0, 0xF0, 0x7F, 0, 0}));
+static_assert(begins(colx_unpack_mul_masks[1].half[0], {1, 0, 2, 0, 4, 0, 8, 0,  //
+                                                        16, 0, 32, 0, 64, 0, 128, 0}));
+static_assert(begins(colx_unpack_mul_masks[3].half[0], {0, 1, 0, 8, 0x40, 0, 0, 2,  //
+                                                        0, 0x10, 0x80, 0, 0, 4, 0, 0x20}));
+static_assert(begins(colx_unpack_mul_masks[11].half[0], {0, 0, 1, 0, 0, 0, 8, 0,  //
+                                                         0, 0x40, 0, 0, 0, 0, 2, 0}));
 static_assert(begins(colx_shuffle4_masks_19, {2, 1, 0, 0x80, 5, 4, 3, 2,  //
                                               7, 6, 5, 0x80, 9, 8, 7, 0x80}));
 

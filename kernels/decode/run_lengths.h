@@ -81,12 +81,12 @@ COLX_INLINE void find_starts(RunStarts<length_bytes>& starts, const uint8_t* len
     Vec low;
     Vec high;
     if constexpr (length_bytes == 1) {
-      low = alternated_low<1>(stored, zeros());
-      high = alternated_high<1>(stored, zeros());
+      low = widened_low<1>(stored);
+      high = widened_high<1>(stored);
     } else {
       const Vec native = lanes_byte_reversed<2>(stored);
-      low = alternated_low<2>(native, zeros());
-      high = alternated_high<2>(native, zeros());
+      low = widened_low<2>(native);
+      high = widened_high<2>(native);
     }
     const Vec low_starts = sum<lane>(before, running_sums<lane>(low));
     store(&starts.row[run + 1], low_starts);

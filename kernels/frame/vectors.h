@@ -180,6 +180,17 @@ COLX_INLINE Vec byte_sums(Vec a) {
   return _mm_sad_epu8(a, zeros());
 }
 
+// Lanes of L bytes with zeros between them: the low half or the high half of `a` in lanes twice as
+// wide. Two instructions where a register of zeros has to be made.
+template <unsigned L>
+COLX_INLINE Vec widened_low(Vec a) {
+  return alternated_low<L>(a, zeros());
+}
+template <unsigned L>
+COLX_INLINE Vec widened_high(Vec a) {
+  return alternated_high<L>(a, zeros());
+}
+
 // Bit k is the top bit of byte k.
 COLX_INLINE uint32_t top_bits(Vec v) {
   return static_cast<uint32_t>(_mm_movemask_epi8(v));

@@ -1,0 +1,11 @@
+// Unpacking of the widths whose codes take 2 bytes each.
+#include "kernels/decode/unpack.h"
+#include "kernels/frame/kernels.h"
+
+extern "C" {
+namespace colx {
+
+COLX_DECODE_UNPACK_2_BYTES(COLX_DEFINE_UNPACK)
+
+}  // namespace colx
+}  // extern "C"
