@@ -12,6 +12,8 @@
 // colx_kctx_position, so a host goes on by adding 1 to it.
 #pragma once
 
+#include <algorithm>
+
 #include "kernels/decode/packed_code.h"
 #include "kernels/decode/unpack_close.h"
 #include "kernels/decode/unpack_lanes.h"
@@ -119,52 +121,62 @@ struct Unpacking {
     for (; row != end; ++row, to += element_bytes) put(to, stream, row);
   }
 
-  // Eight rows from `rows`, those whose bit of `selected` is set: whole vectors are stored, the
-  // elements wanted first. Returns where the next element goes.
-  COLX_INLINE static uint8_t* put_selected(uint8_t* to, const uint8_t* rows, unsigned selected) {
-    if constexpr (lane == 4 && element_bytes == 4) {
-      const unsigned low = selected & 15;
-      const unsigned high = selected >> 4;
-      store(to, shuffle(Lanes::template at<0>(rows), load(colx_unpack_sel4x32_masks[low])));
-      to += population(low) * element_bytes;
-      store(to, shuffle(Lanes::template at<1>(rows), load(colx_unpack_sel4x32_masks[high])));
-      return to + population(high) * element_bytes;
+  // Elements of 4 bytes for four rows, those whose bit of `selected` is set; it has them as bits 4
+  // to 7, so that it counts table entries in bytes. A whole vector is stored behind the `count`
+  // elements of `out`. Returns the new count: stores find their place from it without waiting for a
+  // pointer.
+  template <unsigned vector>
+  COLX_INLINE static size_t put_selected_4(uint8_t* out, size_t count, const uint8_t* group,
+                                           size_t selected) {
+    constexpr const WideSelection& selection = wide_selection<width, vector>;
+    Vec codes = shuffle(load(group + Lanes::load_at(vector)), selection.shuffle_at(selected));
+    if constexpr (!Lanes::whole_bytes)
+      codes = Lanes::moved_down(product<4>(codes, selection.factors_at(selected)));
+    store(out + count * 4, codes);
+    return count + population(selected);
+  }
+
+  // The same of eight rows, elements of any size; stores eight elements.
+  COLX_INLINE static size_t put_selected_8(uint8_t* out, size_t count, const uint8_t* rows,
+                                           size_t selected) {
+    const Vec codes = Lanes::template at<0>(rows);
+    uint8_t* const to = out + count * element_bytes;
+    if constexpr (element_bytes == 1) {
+      const Vec mask = load_low_half(&colx_unpack_sel8x16_low_masks.masks[selected]);
+      store_low_half(to, shuffle(codes, mask));
     } else {
-      Vec codes = Lanes::template at<0>(rows);
-      if constexpr (lane == 4) codes = narrowed<4>(codes, Lanes::template at<1>(rows));
-      if constexpr (element_bytes == 1) {
-        store_low_half(to, shuffle(codes, load_low_half(selected_low_bytes_of_8x16[selected])));
-      } else {
-        codes = shuffle(codes, load(selected_of_8x16[selected]));
-        if constexpr (element_bytes == 2) store(to, codes);
-        if constexpr (element_bytes == 4) {
-          store(to, widened_low<2>(codes));
-          store(to + 16, widened_high<2>(codes));
-        }
+      const Vec front = shuffle(codes, load_aligned(&colx_unpack_sel8x16_masks.masks[selected]));
+      if constexpr (element_bytes == 2) store(to, front);
+      if constexpr (element_bytes == 4) {
+        store(to, widened_low<2>(front));
+        store(to + 16, widened_high<2>(front));
       }
-      return to + population(selected) * element_bytes;
     }
+    return count + population(selected);
   }
-};
 
-// The output array and how much of it is filled.
-template <unsigned element_bytes>
-struct UnpackOutput {
-  uint8_t* begin;
-  uint8_t* end;
-  uint8_t* to;
-
-  COLX_INLINE explicit UnpackOutput(const colx_cv* res)
-      : begin(bytes_at(res->colx_cv_data, 0)),
-        end(begin + size_t{res->colx_cv_num_of_rows} * element_bytes),
-        to(begin) {}
-
-  COLX_INLINE bool full() const { return to == end; }
-  COLX_INLINE bool has_room(size_t elements) const {
-    return static_cast<size_t>(end - to) >= elements * element_bytes;
-  }
-  COLX_INLINE uint32_t count() const {
-    return static_cast<uint32_t>(static_cast<size_t>(to - begin) / element_bytes);
+  // The same of 32 rows, selected by the word at `bits`; stores up to 32 elements, none without a
+  // bit.
+  COLX_INLINE static size_t put_selected_32(uint8_t* out, size_t count, const uint8_t* rows,
+                                            const uint8_t* bits) {
+    const uint32_t word = load_as<uint32_t>(bits);
+    if (word == 0) return count;
+    prefetch(rows + 0x280);
+    if constexpr (width > 16) prefetch(rows + 0x2C0);
+    if constexpr (lane == 4) {
+      uint32_t low = word << 4 & 0xF0F0F0F0;  // of each eight rows the first four
+      uint32_t high = word & 0xF0F0F0F0;
+      for (unsigned k = 0; k < 4; ++k, low >>= 8, high >>= 8) {
+        count = put_selected_4<0>(out, count, rows + k * width, low & 0xFF);
+        count = put_selected_4<1>(out, count, rows + k * width, high & 0xFF);
+      }
+    } else {
+      count = put_selected_8(out, count, rows, bits[0]);
+      count = put_selected_8(out, count, rows + width, bits[1]);
+      count = put_selected_8(out, count, rows + 2 * width, bits[2]);
+      count = put_selected_8(out, count, rows + 3 * width, bits[3]);
+    }
+    return count;
   }
 };
 
@@ -191,29 +203,28 @@ COLX_INLINE uint32_t unpack_selected(colx_cv* res, const colx_cv* src, colx_kctx
   const uint8_t* const selection = bytes_at(kctx->colx_kctx_selection, 0);
   const uint32_t rows = src->colx_cv_num_of_rows;
   const uint32_t start = kctx->colx_kctx_position;
-  UnpackOutput<element_bytes> out(res);
+  uint8_t* const out = bytes_at(res->colx_cv_data, 0);
+  const size_t room = res->colx_cv_num_of_rows;
+  size_t count = 0;
   uint32_t row = start;
   const auto one_row = [&] {  // an element not selected is overwritten by the next one
-    Codes::put(out.to, stream, row);
-    out.to += (selection[row >> 3] >> (row & 7) & 1) * element_bytes;
+    Codes::put(out + count * element_bytes, stream, row);
+    count += selection[row >> 3] >> (row & 7) & 1;
     ++row;
   };
 
-  while (row < rows && row % 8 != 0 && !out.full()) one_row();
+  while (row < rows && row % 8 != 0 && count < room) one_row();
   const uint8_t* from = stream + uint64_t{row} * width / 8;
-  for (; row < rows && rows - row >= 32 && out.has_room(32); row += 32, from += 4 * width) {
-    const uint32_t word = load_as<uint32_t>(selection + (row >> 3));
-    if (word == 0) continue;
-    prefetch(from + 0x280);
-    prefetch(from + 0x2C0);
-    for (unsigned eight = 0; eight < 4; ++eight)
-      out.to = Codes::put_selected(out.to, from + eight * width, word >> 8 * eight & 0xFF);
+  while (row < rows) {
+    size_t words = std::min<size_t>(rows - row, room - count) / 32;  // these have room in any case
+    if (words == 0) break;
+    for (; words != 0; --words, row += 32, from += 4 * width)
+      count = Codes::put_selected_32(out, count, from, selection + (row >> 3));
   }
-  while (row < rows && !out.full()) one_row();
+  while (row < rows && count < room) one_row();
 
-  const uint32_t count = out.count();
-  const bool looked = count != 0 || res->colx_cv_num_of_rows != 0;
-  return close_unpack(res, kctx, count, looked ? row - 1 : start);
+  const uint32_t position = count != 0 || room != 0 ? row - 1 : start;
+  return close_unpack(res, kctx, static_cast<uint32_t>(count), position);
 }
 
 // How far ahead of a row its code is fetched.

@@ -1,16 +1,17 @@
 // Packed codes as lanes of a vector, in row order, each code a plain number.
 //
 // One shuffle brings the bytes of a code into its lane as a big-endian number. A product moves the
-// code's first bit to the lane's top, and whatever else its first byte held out of the lane; a
-// shift to the right drops what its last byte held behind the code:
+// code's first bit to the lane's top, and whatever stood before it out of the lane; a shift to the
+// right drops what stands behind the code:
 //
-//   w = 3, row 2   stream   000111 22|2 333 444 5    byte 0 as high byte, byte 1 as low byte
+//   w = 3, row 2   stream   000111 22|2 333 444 5    byte 0 above byte 1
 //                  lane     00011122 23334445
 //                  * 1 << 6 22233344 45000000
 //                  >> 13    00000000 00000222
 //
-// A group is the rows of two vectors and begins at a byte of the stream: rows that are a multiple
-// of 8.
+// Codes of up to 16 bits take lanes of two bytes. Where a code can spread over three, its third
+// byte comes by a shuffle of its own, and the high half of the same product says how much of it
+// belongs below the other two.
 #pragma once
 
 #include "kernels/decode/packed_masks.h"
@@ -20,44 +21,81 @@ namespace colx {
 
 template <unsigned width>
 struct CodeLanes {
-  // Single bytes are spread to lanes of two, for products; aligned codes are lanes as they are.
-  static constexpr unsigned lane = width == 16   ? 2
-                                   : width == 32 ? 4
-                                                 : (lane_bytes(width) == 1 ? 2 : lane_bytes(width));
+  static constexpr unsigned lane = width <= 16 ? 2 : 4;
   static constexpr unsigned rows = 16 / lane;  // of a vector
   static constexpr unsigned group_rows = 2 * rows;
   static constexpr unsigned group_bytes = group_rows * width / 8;
-  static constexpr bool aligned = width == 8 || width == 16 || width == 24 || width == 32;
+  static constexpr bool whole_bytes = width % 8 == 0;
+  static constexpr bool three_bytes = lane == 2 && lane_bytes(width) == 4 && !whole_bytes;
+  static constexpr bool one_byte = lane_bytes(width) == 1 && !whole_bytes;
 
-  // Both vectors of a group share a load if its bytes fit one.
+  // Where in a group the load for a vector begins. Both share one if the group's bytes fit it.
   static constexpr unsigned load_at(unsigned vector) {
     return group_bytes <= 16 ? 0 : vector * rows * width / 8;
   }
-  static_assert(load_at(1) + 16 <= (8 * width + 7) / 8 + 16);
+  static_assert(load_at(1) + 16 <= group_bytes + 16, "what the owner of a stream provides");
 
-  // Stream bytes of a vector's lanes, counted from its load.
-  template <unsigned vector>
-  static constexpr Mask shuffle_mask = [] {
+  // Byte `byte`, from the low end, of the lane for a code at `place`, as a number of the stream.
+  static constexpr unsigned no_byte = 0x80;
+  static constexpr unsigned lane_byte(CodePlace place, unsigned byte) {
+    if (one_byte) return byte == 1 ? place.first : no_byte;  // to the top at once
+    const unsigned last = three_bytes && place.last > place.first ? place.first + 1 : place.last;
+    return byte <= last - place.first ? last - byte : no_byte;
+  }
+  static constexpr unsigned third_byte(CodePlace place, unsigned byte) {
+    return byte == 1 && place.last - place.first == 2 ? place.last : no_byte;
+  }
+
+  template <class ByteRule>
+  static constexpr Mask shuffle_of(unsigned vector, ByteRule byte_of) {
     Mask mask{};
     for (unsigned k = 0; k < 16; ++k) {
-      const CodePlace place = code_place(width, vector * rows + k / lane);
-      const unsigned byte = k % lane;
-      const bool within = byte <= place.last - place.first;
-      mask.bytes[k] = static_cast<uint8_t>(within ? place.last - byte - load_at(vector) : 0x80);
-      if (lane_bytes(width) == 1 && width != 8)  // the high byte of the lane, not the low one
-        mask.bytes[k] = static_cast<uint8_t>(byte == 1 ? place.first - load_at(vector) : 0x80);
+      const unsigned byte = byte_of(code_place(width, vector * rows + k / lane), k % lane);
+      mask.bytes[k] = static_cast<uint8_t>(byte == no_byte ? byte : byte - load_at(vector));
     }
     return mask;
+  }
+  template <unsigned vector>
+  static constexpr Mask shuffle_mask = shuffle_of(vector, lane_byte);
+  template <unsigned vector>
+  static constexpr Mask third_shuffle_mask = shuffle_of(vector, third_byte);
+
+  // Codes of three bytes have their first at the lane's top from the beginning.
+  template <unsigned vector>
+  static constexpr Mask factor_mask = [] {
+    if (!three_bytes) return colx_unpack_mul_masks[width].half[vector];
+    Mask mask{};
+    for (unsigned k = 0; k < 16; k += 2)
+      mask.bytes[k] = static_cast<uint8_t>(1 << (vector * rows + k / 2) * width % 8);
+    return mask;
   }();
+
+  // From lanes with a code's first bit at the top.
+  COLX_INLINE static Vec moved_down(Vec lanes) {
+    return shifted_right<lane, 8 * lane - width>(lanes);
+  }
 
   // Vector 0 or 1 of the group whose first byte is at `group`.
   template <unsigned vector>
   COLX_INLINE static Vec at(const uint8_t* group) {
-    const Vec bytes = shuffle(load(group + load_at(vector)), load(shuffle_mask<vector>));
-    if constexpr (aligned) return bytes;
-    const Vec moved = product<lane>(bytes, load(colx_unpack_mul_masks[width].half[vector]));
-    return shifted_right<lane, 8 * lane - width>(moved);
+    const Vec bytes = load(group + load_at(vector));
+    const Vec lanes = shuffle(bytes, load(shuffle_mask<vector>));
+    if constexpr (whole_bytes) {
+      return lanes;
+    } else if constexpr (!three_bytes) {
+      return moved_down(product<lane>(lanes, load(factor_mask<vector>)));
+    } else {
+      const Vec factors = load(factor_mask<vector>);
+      const Vec third = product_high(shuffle(bytes, load(third_shuffle_mask<vector>)), factors);
+      return moved_down(either(product<2>(lanes, factors), third));
+    }
   }
 };
+
+static_assert(begins(CodeLanes<3>::shuffle_mask<0>,
+                     std::to_array(colx_shuffle_masks[3].half[0].bytes)));
+static_assert(begins(CodeLanes<19>::shuffle_mask<1>, std::to_array(colx_shuffle4_masks_19.bytes)));
+static_assert(begins(CodeLanes<24>::shuffle_mask<0>, {2, 1, 0, 0x80, 5, 4, 3, 0x80,  //
+                                                      8, 7, 6, 0x80, 11, 10, 9, 0x80}));
 
 }  // namespace colx

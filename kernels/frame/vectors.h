@@ -27,6 +27,9 @@ COLX_INLINE Vec load(const void* from) {
 COLX_INLINE Vec load(const Mask& mask) {
   return _mm_load_si128(reinterpret_cast<const __m128i*>(mask.bytes));
 }
+COLX_INLINE Vec load_aligned(const void* from) {
+  return _mm_load_si128(static_cast<const Vec*>(from));
+}
 COLX_INLINE void store(void* to, Vec v) {
   _mm_storeu_si128(static_cast<__m128i_u*>(to), v);
 }
@@ -124,6 +127,11 @@ template <unsigned L>
 COLX_INLINE Vec product(Vec a, Vec b) {
   if constexpr (L == 2) return _mm_mullo_epi16(a, b);
   if constexpr (L == 4) return _mm_mullo_epi32(a, b);
+}
+
+// High halves of the products of lanes of two bytes.
+COLX_INLINE Vec product_high(Vec a, Vec b) {
+  return _mm_mulhi_epu16(a, b);
 }
 
 // Logical shifts of every lane by a constant, L of 2, 4 or 8.
