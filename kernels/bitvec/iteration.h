@@ -78,12 +78,14 @@ COLX_INLINE uint64_t next_bit(colx_lbiwv_ictx* ctx) {
 // Up to `max` next bits to `out`; nothing is written behind what is delivered.
 template <class Form>
 COLX_INLINE uint64_t next_bits(colx_lbiwv_ictx* ctx, uint32_t* out, uint64_t max) {
+  colx_lbiwv_ictx place = *ctx;  // in registers: a context in memory could be a part of `out`
   uint64_t stored = 0;
   for (; stored != max; ++stored) {
-    const uint64_t bit = next_bit<Form, false>(ctx);
+    const uint64_t bit = next_bit<Form, false>(&place);
     if (bit == Form::end) break;
     out[stored] = static_cast<uint32_t>(bit);
   }
+  *ctx = place;
   return stored;
 }
 
