@@ -11,7 +11,8 @@
 set -euo pipefail
 
 demo=(gcc g++ cmake ninja-build libcli11-dev libfmt-dev)
-all=("${demo[@]}" binutils clang libclang-rt-dev libgtest-dev libbenchmark-dev)
+all=("${demo[@]}" binutils clang libclang-rt-dev libgtest-dev libbenchmark-dev
+  liblz4-dev libzstd-dev)
 
 case "${1-all}" in
   demo) wanted=("${demo[@]}") ;;
