@@ -76,7 +76,13 @@ COLX_INLINE uint8_t* put_symbol(uint8_t* out, uint32_t code, SymbolTable table) 
 template <unsigned width>
 COLX_INLINE uint8_t* expand_block(const uint8_t* codes, SymbolTable table, uint8_t* out) {
   if constexpr (width == 8) {
-    for (uint32_t i = 0; i < block_codes; ++i) out = put_symbol(out, codes[i], table);
+#pragma GCC unroll 4
+    for (uint32_t eight = 0; eight < block_codes / 8; ++eight) {
+      uint64_t numbers = load_as<uint64_t>(codes + 8 * eight);
+#pragma GCC unroll 8
+      for (uint32_t i = 0; i < 8; ++i, numbers >>= 8)
+        out = put_symbol(out, static_cast<uint8_t>(numbers), table);
+    }
     return out;
   }
   alignas(16) uint16_t numbers[block_codes];
