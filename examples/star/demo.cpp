@@ -11,6 +11,7 @@
 #include "examples/star/generate.h"
 #include "examples/star/read_tbl.h"
 #include "examples/star/report.h"
+#include "examples/star/text_streams.h"
 
 namespace colx::star {
 namespace {
@@ -90,6 +91,8 @@ host::Result<bool> run_demo(const Options& options) {
   host::HostServices services(*library);
   auto tables = load(options);
   if (!tables) return tables.error();
+  const auto texts = run_text_streams(*tables, *library, services);
+  if (!texts) return texts.error();
   auto lineorder = encode_and_print(*tables);
   if (!lineorder) return lineorder.error();
   const Engine engine{*library, services, *lineorder, (*tables)[TableId::date]};
@@ -100,7 +103,7 @@ host::Result<bool> run_demo(const Options& options) {
     if (!result) return result;
     right = right && *result;
   }
-  return right;
+  return right && *texts;
 }
 
 }  // namespace colx::star
