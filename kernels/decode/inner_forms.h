@@ -4,6 +4,7 @@
 #pragma once
 
 #include "kernels/frame/colx_x86.h"
+#include "kernels/frame/registry.h"
 
 #pragma GCC visibility push(hidden)
 extern "C" {
@@ -23,6 +24,13 @@ COLX_BURST_COUNTED_FORMS(COLX_DECLARE, 8)
 COLX_BURST_COUNTED_FORMS(COLX_DECLARE, 16)
 COLX_BURST_LISTED_FORMS(COLX_DECLARE, 8)
 COLX_BURST_LISTED_FORMS(COLX_DECLARE, 16)
+#undef COLX_DECLARE
+
+// Forms of the kernels that find values through a dictionary, by its layout. All return 0.
+#define COLX_DECLARE(form, name, op, enc, code, flag) \
+  uint32_t name##_one_len(COLX_PARAMS_##form);        \
+  uint32_t name##_cla_stride_one(COLX_PARAMS_##form);
+COLX_DECODE(COLX_DECLARE)
 #undef COLX_DECLARE
 
 // colx_rle<L>_expand_ub<E>: writes each value of `src` (colx_cv_num_of_rows native elements of E

@@ -63,12 +63,14 @@
 // Kernels that exist once for every width of a dictionary code up to 32 bits: X(width, ...).
 #define COLX_CODE_WIDTHS_1_BYTE(X, ...)                                                     \
   X(1, __VA_ARGS__)                                                                         \
-  X(2, __VA_ARGS__) X(3, __VA_ARGS__) X(4, __VA_ARGS__) X(5, __VA_ARGS__) X(6, __VA_ARGS__) \
-      X(7, __VA_ARGS__) X(8, __VA_ARGS__)
+  X(2, __VA_ARGS__)                                                                         \
+  X(3, __VA_ARGS__) X(4, __VA_ARGS__) X(5, __VA_ARGS__) X(6, __VA_ARGS__) X(7, __VA_ARGS__) \
+      X(8, __VA_ARGS__)
 #define COLX_CODE_WIDTHS_2_BYTES(X, ...)                                                         \
   X(9, __VA_ARGS__)                                                                              \
-  X(10, __VA_ARGS__) X(11, __VA_ARGS__) X(12, __VA_ARGS__) X(13, __VA_ARGS__) X(14, __VA_ARGS__) \
-      X(15, __VA_ARGS__) X(16, __VA_ARGS__)
+  X(10, __VA_ARGS__)                                                                             \
+  X(11, __VA_ARGS__) X(12, __VA_ARGS__) X(13, __VA_ARGS__) X(14, __VA_ARGS__) X(15, __VA_ARGS__) \
+      X(16, __VA_ARGS__)
 #define COLX_CODE_WIDTHS_4_BYTES(X, ...) \
   X(17, __VA_ARGS__)                     \
   X(18, __VA_ARGS__) X(19, __VA_ARGS__) X(20, __VA_ARGS__) X(24, __VA_ARGS__) X(32, __VA_ARGS__)
@@ -84,6 +86,13 @@
   COLX_DECODE_UNPACK_2_BYTES(K) \
   COLX_DECODE_UNPACK_4_BYTES(K)
 
+// Codes to pointers, lengths and indicators of their values.
+#define COLX_DECODE_OF(w, K) K(decode, colx_decode_dict_##w##bit, decode, dict, width_code(w), 0)
+#define COLX_DECODE(K)                        \
+  COLX_CODE_WIDTHS_1_BYTE(COLX_DECODE_OF, K)  \
+  COLX_CODE_WIDTHS_2_BYTES(COLX_DECODE_OF, K) \
+  COLX_CODE_WIDTHS_4_BYTES(COLX_DECODE_OF, K)
+
 // Run-length columns: from bits per run to bits per row.
 #define COLX_BURST(K)                                                          \
   K(decode, colx_burst_rle_8bit, burst, rle, COLX_WIDTH_BURST_8BIT, 0)         \
@@ -95,6 +104,7 @@
 #define COLX_TABLE_KERNELS(K) \
   COLX_SELECTIVE_TWINS(K)     \
   COLX_DICT_ONE_BIT(K)        \
+  COLX_DECODE(K)              \
   COLX_DECODE_UNPACK(K)       \
   COLX_BURST(K)
 #define COLX_SELECTIVE_TWINS(K) \
