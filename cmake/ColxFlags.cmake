@@ -8,22 +8,20 @@ target_compile_options(colx_flags INTERFACE
   -march=x86-64 -msse4.2 -mpopcnt -mno-avx
   $<$<BOOL:${COLX_WARNINGS_AS_ERRORS}>:-Werror>)
 if(COLX_SANITIZE)
-  set(COLX_SANITIZE_ON ON)
+  # -O1 and few symbols: builds that take minutes otherwise.
   target_compile_options(colx_flags INTERFACE
-    -fsanitize=${COLX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -O1 -g1 -fsanitize=${COLX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(colx_flags INTERFACE -fsanitize=${COLX_SANITIZE})
 endif()
 target_include_directories(colx_flags INTERFACE ${PROJECT_SOURCE_DIR})
 
 # The kernels: no exceptions, no RTTI, hidden unless the public header exports it, calls among
 # exported functions not open to interposition. Floating-point results are part of the contract:
-# no contraction, and fast-math is never set. -O2: patterns unroll what should be unrolled. -O1 and
-# few symbols under sanitizers, whose builds would take minutes otherwise.
+# no contraction, and fast-math is never set. -O2: patterns unroll what should be unrolled.
 add_library(colx_kernel_flags INTERFACE)
 target_link_libraries(colx_kernel_flags INTERFACE colx_flags)
 target_compile_options(colx_kernel_flags INTERFACE
   $<$<CONFIG:Release>:-O2>
-  $<$<BOOL:${COLX_SANITIZE_ON}>:-O1 -g1>
   -fPIC -fvisibility=hidden -fno-semantic-interposition
   -ffp-contract=off
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)

@@ -5,15 +5,15 @@
 # usage: demo.sh [OPTION of colx_star]...        demo.sh --help lists them
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
-build=$root/build-demo
+build=$root/build
 log=$build/build.log
 
 "$root/scripts/install_packages.sh" demo
 
 mkdir -p "$build"
 echo "building in $build" >&2
-if ! { cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCOLX_TESTS=OFF \
-  -DCOLX_BENCH=OFF && cmake --build "$build" --target colx_x86 colx_star; } >"$log" 2>&1; then
+if ! { cmake -S "$root" -B "$build" &&
+  cmake --build "$build" -j "$(nproc)" --target colx_x86 colx_star; } >"$log" 2>&1; then
   tail -n 40 "$log" >&2
   echo "the build failed; all of its output is in $log" >&2
   exit 1

@@ -3,8 +3,8 @@
 #
 # usage: test.sh [--all]
 #
-# Builds as a newcomer would, runs the suite under AddressSanitizer and UndefinedBehaviorSanitizer,
-# the demo, then the release suite; last the fuzz targets for 20 seconds each (fuzz.sh for longer).
+# Builds as a newcomer would and runs the demo, then the fuzz targets for 20 seconds each (fuzz.sh
+# for longer), the suite under AddressSanitizer and UndefinedBehaviorSanitizer, the release suite.
 # --all adds, one variant at a time, the debug build, the Clang build and ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -27,6 +27,12 @@ cmake -S . -B build >build.log && cmake --build build -j "$(nproc)" >>build.log 
   exit 1
 }
 
+echo "== demo"
+scripts/demo.sh
+
+echo "== fuzz targets"
+scripts/fuzz.sh 20
+
 for variant in "${variants[@]}"; do
   echo "== $variant: build"
   cmake --preset "$variant" >"build-$variant.log" 2>&1 || {
@@ -37,13 +43,6 @@ for variant in "${variants[@]}"; do
     grep -E 'error|warning|FAILED' -A 5 "build-$variant.log" | head -60
     exit 1
   }
-  if [ "$variant" = release ]; then
-    echo "== demo"
-    scripts/demo.sh
-  fi
   echo "== $variant: tests"
   ctest --preset "$variant" --output-on-failure -j "$(nproc)"
 done
-
-echo "== fuzz targets"
-scripts/fuzz.sh 20
