@@ -119,11 +119,6 @@ constexpr Mask rebased(Mask mask, unsigned distance) {
 inline constexpr Mask colx_shuffle4_masks_19 =
     rebased(colx_shuffle_masks[19].half[1], code_place(19, 4).first);
 
-constexpr bool begins(const Mask& mask, std::array<uint8_t, 16> bytes) {
-  for (unsigned k = 0; k < 16; ++k)
-    if (mask.bytes[k] != bytes[k]) return false;
-  return true;
-}
 static_assert(begins(colx_shuffle_masks[3].half[0], {0, 0x80, 0, 0x80, 1, 0, 1, 0x80,  //
                                                      1, 0x80, 2, 1, 2, 0x80, 2, 0x80}));
 static_assert(begins(colx_and_masks[3].half[0], {0xE0, 0, 0x1C, 0, 0x80, 0x03, 0x70, 0,  //

@@ -60,6 +60,17 @@
   COLX_DICT_PACKED_LANE32(K)
 #define COLX_DICT_ONE_BIT(K) COLX_PREDICATES_OF(1, dict, _null, K)
 
+// Predicates on stored values, by the kernel's word; _tz with a code per row that breaks ties.
+#define COLX_FIXED(K)                   \
+  COLX_PREDICATES_OF(8, fixed, _tz, K)  \
+  COLX_PREDICATES_OF(16, fixed, _tz, K) \
+  COLX_PREDICATES_OF(32, fixed, _tz, K) \
+  COLX_PREDICATES_OF(64, fixed, _tz, K)
+#define COLX_DYNP(K)                   \
+  COLX_PREDICATES_OF(16, dynp, _tz, K) \
+  COLX_PREDICATES_OF(32, dynp, _tz, K) \
+  COLX_PREDICATES_OF(64, dynp, _tz, K)
+
 // Kernels that exist once for every width of a dictionary code up to 32 bits: X(width, ...).
 #define COLX_CODE_WIDTHS_1_BYTE(X, ...)                                                     \
   X(1, __VA_ARGS__)                                                                         \
@@ -109,7 +120,9 @@
   COLX_BURST(K)
 #define COLX_SELECTIVE_TWINS(K) \
   COLX_DICT_ALIGNED(K)          \
-  COLX_DICT_PACKED(K)
+  COLX_DICT_PACKED(K)           \
+  COLX_FIXED(K)                 \
+  COLX_DYNP(K)
 
 // Parameters and arguments by form.
 #define COLX_PARAMS_one_sided colx_cv *res, colx_cv *src, const void *const *args, colx_kctx *kctx

@@ -21,6 +21,12 @@ struct alignas(16) Mask {
   uint8_t bytes[16];
 };
 
+constexpr bool begins(const Mask& mask, std::array<uint8_t, 16> bytes) {
+  for (unsigned k = 0; k < 16; ++k)
+    if (mask.bytes[k] != bytes[k]) return false;
+  return true;
+}
+
 COLX_INLINE Vec load(const void* from) {
   return _mm_loadu_si128(static_cast<const __m128i_u*>(from));
 }

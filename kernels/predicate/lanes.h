@@ -35,20 +35,21 @@ struct Marks {
   Mask order = {};  // where each of sixteen row bytes is, if they are out of order
 };
 
-// Bits of the sixteen rows whose marks begin at vector First.
-template <unsigned L, Marks marks, unsigned First, class Lanes>
+// Bits of the `Rows` rows, 8 or 16, whose marks begin at vector First.
+template <unsigned L, unsigned Rows, Marks marks, unsigned First, class Lanes>
 COLX_INLINE uint32_t row_bits(const Lanes& lanes) {
-  Vec rows = narrowed_lanes<L, L, First>(lanes);
+  Vec rows = narrowed_lanes<L, Rows * L / 16, First>(lanes);
+  if constexpr (Rows == 8) rows = narrowed<2>(rows, zeros());
   if constexpr (marks.out_of_order) rows = shuffle(rows, load(marks.order));
   return top_bits(marks.zeros ? equal<1>(rows, zeros()) : rows);
 }
 
-// One output unit of `Rows` rows, 16, 32 or 64, row 0 in bit 0.
+// One output unit of `Rows` rows, 8, 16, 32 or 64, row 0 in bit 0.
 template <unsigned L, unsigned Rows, Marks marks, unsigned First, class Lanes>
 COLX_INLINE Unsigned<Rows / 8> unit_bits(const Lanes& lanes) {
   using Unit = Unsigned<Rows / 8>;
-  if constexpr (Rows == 16) {
-    return static_cast<Unit>(row_bits<L, marks, First>(lanes));
+  if constexpr (Rows <= 16) {
+    return static_cast<Unit>(row_bits<L, Rows, marks, First>(lanes));
   } else {
     const Unit low = unit_bits<L, Rows / 2, marks, First>(lanes);
     const Unit high = unit_bits<L, Rows / 2, marks, First + Rows / 2 * L / 16>(lanes);

@@ -1,0 +1,110 @@
+// Columns of dynp rows: every row keeps as many bytes as it needs, 1 to 2, 4 or 8 of them. The data
+// stream has the rows' bytes back to back, the length stream at colx_cv_aux a code per row, its
+// length minus one. There are no offsets: a row lies where the lengths before it end.
+//
+//   rows 12, 12 34, AA BB CC, 01 02 03 04   lengths  1B   data  12|12 34|AA BB CC|01 02 03 04
+//
+// A row is compared as its kernel's word with zeros behind its bytes. Steps load 16 bytes at the
+// first row of each group, so reads reach at most 16 bytes past the last group's start; a row by
+// itself is read to its last byte and no further, and so is the length stream.
+#pragma once
+
+#include "kernels/predicate/dynp_tables.h"
+#include "kernels/predicate/value_rows.h"
+
+namespace colx {
+
+// The `length` bytes at `bytes`, at least one, on top of 64 bits. Reads nothing else. Of an
+// impossible length above 8 the first 8 bytes count.
+template <unsigned L>
+COLX_INLINE uint64_t leading_bytes(const uint8_t* bytes, unsigned length) {
+  if (L == 8 && length >= 8) return load_big_endian<uint64_t>(bytes);
+  // Two reads that overlap where the length is odd.
+  const unsigned end = 64 - 8 * length;
+  if (L == 8 && length >= 4)
+    return uint64_t{load_big_endian<uint32_t>(bytes)} << 32 |
+           uint64_t{load_big_endian<uint32_t>(bytes + length - 4)} << end;
+  if (L >= 4 && length >= 2)
+    return uint64_t{load_big_endian<uint16_t>(bytes)} << 48 |
+           uint64_t{load_big_endian<uint16_t>(bytes + length - 2)} << end;
+  return uint64_t{bytes[0]} << 56 | uint64_t{bytes[length - 1]} << end;
+}
+
+template <unsigned L>
+struct DynpColumn {
+  static constexpr unsigned lane = L;
+  static constexpr unsigned vectors_per_step = 4;  // a group each
+  static constexpr bool stored_lanes = false;
+  static constexpr uint32_t group_rows = rows_per_code_byte(L);
+
+  struct Rows {
+    const uint8_t* next;          // data
+    const uint8_t* next_lengths;  // of the next step
+    const uint8_t* lengths;
+  };
+
+  COLX_INLINE static Rows open(const ScanInput& in, const ScanArgs&) {
+    const auto* lengths = static_cast<const uint8_t*>(in.src->colx_cv_aux);
+    return {in.data, lengths, lengths};
+  }
+
+  struct Step {
+    const uint8_t* lengths;
+    const uint8_t* groups[4];
+  };
+
+  COLX_INLINE static Step next_step(Rows& rows) {
+    const uint8_t* const b = rows.next_lengths;
+    constexpr const LengthTable& length = dynp_lengths<L>();
+    const uint8_t* const p = rows.next;
+    const size_t at1 = length[b[0]];
+    const size_t at2 = at1 + length[b[1]];
+    const size_t at3 = at2 + length[b[2]];
+    rows.next += at3 + length[b[3]];
+    rows.next_lengths += 4;
+    prefetch(p + stream_prefetch_bytes);
+    return {b, {p, p + at1, p + at2, p + at3}};
+  }
+
+  template <unsigned v>
+  COLX_INLINE static Vec lanes(const Step& step) {
+    return shuffle(load(step.groups[v]), load(dynp_shuffles<L>()[step.lengths[v]]));
+  }
+
+  COLX_INLINE static uint64_t value(Rows& rows, uint32_t r) {
+    const unsigned length = row_code<L>(rows.lengths, r) + 1;
+    const uint64_t value = leading_bytes<L>(rows.next, length);
+    rows.next += length;
+    return value;
+  }
+
+  template <Op>
+  COLX_INLINE static uint64_t tail_constant(const Rows&, uint64_t c) {
+    return c;
+  }
+
+  // The group of the row that was asked for last, or group 0.
+  struct Walk {
+    const uint8_t* data;    // the group's first row
+    const uint8_t* length;  // the group's length byte
+    uint32_t next_group;    // first row behind the group
+  };
+
+  COLX_INLINE static Walk walk(const uint8_t* data, const ScanArgs&, const colx_cv* src) {
+    return {data, static_cast<const uint8_t*>(src->colx_cv_aux), group_rows};
+  }
+
+  // Whole groups are passed by their length bytes alone.
+  COLX_INLINE static uint64_t value(Walk& walk, uint32_t r) {
+    constexpr const LengthTable& length = dynp_lengths<L>();
+    for (; r >= walk.next_group; walk.next_group += group_rows) walk.data += length[*walk.length++];
+    // As if the rows from r on had a byte each.
+    const unsigned code_byte = *walk.length;
+    const unsigned first = r % group_rows;
+    const unsigned before = code_byte & ~(0xFFu >> first * code_bits(L));
+    const unsigned offset = length[before] - (group_rows - first);
+    return leading_bytes<L>(walk.data + offset, code_in_byte(L, code_byte, r) + 1);
+  }
+};
+
+}  // namespace colx
