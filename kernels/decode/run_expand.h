@@ -38,43 +38,58 @@ struct RunsToExpand {
   uint32_t last_cut;       // rows that the last run has too many
 };
 
-// A run is stored as a head and whole steps, the last one past the run's end. What it spoils there
-// comes later and is written later, so nothing may lie there but rows to come: no row behind the
-// output and no value that still waits to be read. Values wait at most in the last elements of the
-// output, one for each run to come. Where rows are too few for that a run is filled exactly.
+// A run is stored as a head and whole steps, the last one past the run's end. What that spoils has
+// to be rows to come: no byte behind the output, and no value that still waits to be read. Values
+// wait at most in the output's last elements, one for each run to come.
+inline constexpr unsigned run_head_bytes =
+    48;  // stored for every run without looking at its length
+inline constexpr unsigned run_step_bytes = 32;
+
+// How many runs from the first one may be stored so: behind each of them the rows to come are more
+// than the runs to come by a head at least. Found from the end, where as a rule it is soon reached.
+template <unsigned length_bytes>
+COLX_INLINE uint32_t runs_with_room(const RunsToExpand& in, uint32_t head_rows) {
+  const RunLengths<length_bytes> lengths{in.lengths};
+  int64_t spare_rows = -int64_t{in.last_cut};
+  for (uint32_t run = in.runs; run != 1; --run) {
+    spare_rows += int64_t{lengths[run - 1]} - 1;
+    if (spare_rows >= head_rows) return run - 1;
+  }
+  return 0;
+}
+
 template <unsigned length_bytes, unsigned element_bytes>
 COLX_INLINE void expand_runs(const RunsToExpand& in) {
   if (in.runs == 0) return;
-  constexpr unsigned head = 48;  // stored for every run without looking at its length
-  constexpr unsigned step = 32;
   const RunLengths<length_bytes> lengths{in.lengths};
+  const auto pattern_of = [&](uint32_t run) {
+    const uint8_t* const value = in.values + size_t{run} * element_bytes;
+    return splat<element_bytes>(load_as<Unsigned<element_bytes>>(value));
+  };
+  const uint32_t with_room = runs_with_room<length_bytes>(in, run_head_bytes / element_bytes);
   const uint32_t last = in.runs - 1;
-  const uint64_t rows = in.first_rows + rows_in_runs(lengths, 1, in.runs) - in.last_cut;
 
-  int64_t room = static_cast<int64_t>((rows - last) * element_bytes) - head;
-  const uint8_t* value = in.values;
   uint8_t* to = in.out;
   uint32_t run_rows = in.first_rows;
-  for (uint32_t run = 0; run < last; value += element_bytes) {
-    const Vec pattern = splat<element_bytes>(load_as<Unsigned<element_bytes>>(value));
-    const size_t bytes = size_t{run_rows} * element_bytes;
-    uint8_t* const end = to + bytes;
-    room -= static_cast<int64_t>(bytes);
-    if (room >= 0) [[likely]] {
-      for (unsigned k = 0; k < head; k += 16) store(to + k, pattern);
-      for (uint8_t* at = to + head; at < end; at += step) {
-        store(at, pattern);
-        store(at + 16, pattern);
-      }
-    } else {
-      fill(to, pattern, bytes);
+  uint32_t run = 0;
+  while (run < with_room) {
+    const Vec pattern = pattern_of(run);
+    uint8_t* const end = to + size_t{run_rows} * element_bytes;
+    for (unsigned k = 0; k < run_head_bytes; k += 16) store(to + k, pattern);
+    for (uint8_t* at = to + run_head_bytes; at < end; at += run_step_bytes) {
+      store(at, pattern);
+      store(at + 16, pattern);
     }
     to = end;
-    room += element_bytes;
     run_rows = lengths[++run];
   }
-  const Vec pattern = splat<element_bytes>(load_as<Unsigned<element_bytes>>(value));
-  fill(to, pattern, size_t{run_rows - in.last_cut} * element_bytes);
+  while (run < last) {
+    const size_t bytes = size_t{run_rows} * element_bytes;
+    fill(to, pattern_of(run), bytes);
+    to += bytes;
+    run_rows = lengths[++run];
+  }
+  fill(to, pattern_of(last), size_t{run_rows - in.last_cut} * element_bytes);
 }
 
 }  // namespace colx

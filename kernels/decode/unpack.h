@@ -43,6 +43,8 @@ struct Unpacking {
 
   // The rows of a group, two vectors of lanes, at the width of an element.
   COLX_INLINE static void put_group(uint8_t* to, const uint8_t* group) {
+    if constexpr (element_bytes == 1 && CodePairs<width>::fit)
+      return store(to, CodePairs<width>::at(group));
     const Vec first = Lanes::template at<0>(group);
     const Vec second = Lanes::template at<1>(group);
     if constexpr (element_bytes == lane) {
@@ -80,9 +82,18 @@ struct Unpacking {
     }
   }
 
-  static constexpr bool halves = element_bytes == 1 && (width == 1 || width == 2 || width == 4);
-  static constexpr uint32_t block_rows = halves ? 128 : lane == 2 ? 64 : 32;
+  // A block fills two cache lines of output.
+  static constexpr uint32_t block_rows = 128 / element_bytes;
   static constexpr uint32_t block_bytes = block_rows * width / 8;
+  static constexpr bool halves = element_bytes == 1 && (width == 1 || width == 2 || width == 4);
+
+  template <unsigned groups>
+  COLX_INLINE static void put_groups(uint8_t* to, const uint8_t* from) {
+    if constexpr (groups != 0) {
+      put_group(to, from);
+      put_groups<groups - 1>(to + group_rows * element_bytes, from + Lanes::group_bytes);
+    }
+  }
 
   COLX_INLINE static void put_block(uint8_t* to, const uint8_t* block) {
     for (const size_t distance : {0x280, 0x2C0}) {
@@ -93,8 +104,7 @@ struct Unpacking {
     if constexpr (halves) {
       for (unsigned at = 0; at < block_bytes; at += 16) to = put_halved<8>(to, load(block + at));
     } else {
-      for (unsigned group = 0; group < block_rows / group_rows; ++group)
-        put_group(to + group * group_rows * element_bytes, block + group * Lanes::group_bytes);
+      put_groups<block_rows / group_rows>(to, block);
     }
   }
 

@@ -92,6 +92,43 @@ struct CodeLanes {
   }
 };
 
+// Codes whose pairs fit lanes of two bytes, 16 rows to a vector: the pair's number stands `spare`
+// bits above the lane's lowest. Its first code goes down to the low byte and its second up to the
+// high byte, each by a product.
+//
+//   w = 6, rows 2 and 3   stream  0000 0011 | 1111 2222 | 2233 3333    lane  11112222 22333333
+//                         low byte 00222222 from high half of & 0x0FC0 times 1 << 10
+//                         high byte 00333333 from & 0x003F times 1 << 8
+template <unsigned width>
+struct CodePairs {
+  static constexpr bool fit = lane_bytes(2 * width) == 2 && lane_bytes(width) == 2;
+
+  template <class NumberRule>
+  static constexpr Mask lanes_of(NumberRule number_of) {
+    Mask mask{};
+    for (unsigned k = 0; k < 16; ++k) {
+      const unsigned number = number_of(code_place(2 * width, k / 2).spare);
+      mask.bytes[k] = static_cast<uint8_t>(number >> 8 * (k % 2));
+    }
+    return mask;
+  }
+  static constexpr unsigned code_bits = (1 << width) - 1;
+  static constexpr Mask second_mask = lanes_of([](unsigned spare) { return code_bits << spare; });
+  static constexpr Mask first_mask =
+      lanes_of([](unsigned spare) { return code_bits << (spare + width); });
+  static constexpr Mask second_factor = lanes_of([](unsigned spare) { return 1u << (8 - spare); });
+  static constexpr Mask first_factor =
+      lanes_of([](unsigned spare) { return 1u << (16 - spare - width); });
+
+  // Bytes for the 16 rows whose first byte is at `group`.
+  COLX_INLINE static Vec at(const uint8_t* group) {
+    const Vec pairs = shuffle(load(group), load(colx_shuffle_masks[2 * width].half[0]));
+    const Vec first = product_high(both(pairs, load(first_mask)), load(first_factor));
+    return either(first, product<2>(both(pairs, load(second_mask)), load(second_factor)));
+  }
+};
+static_assert(CodePairs<3>::fit && CodePairs<5>::fit && CodePairs<6>::fit && !CodePairs<7>::fit);
+
 static_assert(begins(CodeLanes<3>::shuffle_mask<0>,
                      std::to_array(colx_shuffle_masks[3].half[0].bytes)));
 static_assert(begins(CodeLanes<19>::shuffle_mask<1>, std::to_array(colx_shuffle4_masks_19.bytes)));
