@@ -167,6 +167,11 @@ COLX_INLINE Vec narrowed(Vec a, Vec b) {
   if constexpr (L == 4) return _mm_packs_epi32(a, b);
 }
 
+// The high halves of lanes of 8 bytes of two vectors, `a` in the low half.
+COLX_INLINE Vec high_halves(Vec a, Vec b) {
+  return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0xDD));
+}
+
 // Lanes of two vectors alternating, from the low halves or from the high halves, `a` first.
 template <unsigned L>
 COLX_INLINE Vec alternated_low(Vec a, Vec b) {

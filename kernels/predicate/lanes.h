@@ -13,17 +13,20 @@ template <unsigned Value>
 using Constant = std::integral_constant<unsigned, Value>;
 
 // One vector of narrowed lanes from `Count` vectors of lanes of L bytes; lanes(Constant<v>) makes
-// vector v. They are asked for in pairs, so that each is used up as soon as it is made.
-template <unsigned L, unsigned Count, unsigned First, class Lanes>
+// vector v. They are asked for in pairs, so that each is used up as soon as it is made. Signs are
+// kept and, if the lanes are `numbers`, what is not 0 stays so.
+template <unsigned L, unsigned Count, unsigned First, bool numbers, class Lanes>
 COLX_INLINE Vec narrowed_lanes(const Lanes& lanes) {
   if constexpr (Count == 1) {
     return lanes(Constant<First>{});
   } else {
-    // Lanes are narrowed from 4 bytes or from 2; one of 8 bytes is two of 4.
-    constexpr unsigned wide = 2 * L / Count == 2 ? 2 : 4;
-    const Vec low = narrowed_lanes<L, Count / 2, First>(lanes);
-    const Vec high = narrowed_lanes<L, Count / 2, First + Count / 2>(lanes);
-    return narrowed<wide>(low, high);
+    constexpr unsigned wide = 2 * L / Count;
+    const Vec low = narrowed_lanes<L, Count / 2, First, numbers>(lanes);
+    const Vec high = narrowed_lanes<L, Count / 2, First + Count / 2, numbers>(lanes);
+    // Shuffles have two ports, packing has one. As a number, a lane of 8 bytes is two of 4.
+    constexpr unsigned packed = wide == 2 ? 2 : 4;
+    if constexpr (wide == 8 && !numbers) return high_halves(low, high);
+    return narrowed<packed>(low, high);
   }
 }
 
@@ -38,7 +41,7 @@ struct Marks {
 // Bits of the `Rows` rows, 8 or 16, whose marks begin at vector First.
 template <unsigned L, unsigned Rows, Marks marks, unsigned First, class Lanes>
 COLX_INLINE uint32_t row_bits(const Lanes& lanes) {
-  Vec rows = narrowed_lanes<L, Rows * L / 16, First>(lanes);
+  Vec rows = narrowed_lanes<L, Rows * L / 16, First, marks.zeros>(lanes);
   if constexpr (Rows == 8) rows = narrowed<2>(rows, zeros());
   if constexpr (marks.out_of_order) rows = shuffle(rows, load(marks.order));
   return top_bits(marks.zeros ? equal<1>(rows, zeros()) : rows);

@@ -112,7 +112,7 @@ struct TiedRows {
   template <unsigned First, class Lanes>
   COLX_INLINE static Vec narrowed_rows(const Lanes& lanes) {
     constexpr unsigned rows = rows_per_step < 16 ? rows_per_step : 16;
-    const Vec v = narrowed_lanes<lane, rows * lane / 16, First>(lanes);
+    const Vec v = narrowed_lanes<lane, rows * lane / 16, First, false>(lanes);
     return rows == 8 ? narrowed<2>(v, zeros()) : v;
   }
 
