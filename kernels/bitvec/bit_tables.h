@@ -16,4 +16,15 @@ inline constexpr std::array<uint8_t, 256> colx_byte_popc = [] {
 }();
 static_assert(colx_byte_popc[0] == 0 && colx_byte_popc[0x80] == 1 && colx_byte_popc[0xFE] == 7);
 
+// Positions of the set bits of each byte value, ascending; 0 behind the last.
+inline constexpr std::array<std::array<uint8_t, 8>, 256> bit_positions = [] {
+  std::array<std::array<uint8_t, 8>, 256> table{};
+  for (unsigned byte = 0; byte < 256; ++byte)
+    for (unsigned bit = 0, found = 0; bit < 8; ++bit)
+      if ((byte >> bit & 1) != 0) table[byte][found++] = static_cast<uint8_t>(bit);
+  return table;
+}();
+static_assert(bit_positions[0x92] == std::array<uint8_t, 8>{1, 4, 7});
+static_assert(bit_positions[0xFF] == std::array<uint8_t, 8>{0, 1, 2, 3, 4, 5, 6, 7});
+
 }  // namespace colx

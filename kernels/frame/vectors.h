@@ -193,6 +193,16 @@ template <int Bytes>
 COLX_INLINE Vec moved_up(Vec a) {
   return _mm_slli_si128(a, Bytes);
 }
+// The same downward.
+template <int Bytes>
+COLX_INLINE Vec moved_down(Vec a) {
+  return _mm_srli_si128(a, Bytes);
+}
+
+// The low four bytes as lanes of 4 bytes.
+COLX_INLINE Vec widened(Vec a) {
+  return _mm_cvtepu8_epi32(a);
+}
 
 // The sum of the low eight bytes and that of the high eight, in two lanes of 8 bytes.
 COLX_INLINE Vec byte_sums(Vec a) {
@@ -208,6 +218,10 @@ COLX_INLINE Vec widened_low(Vec a) {
 template <unsigned L>
 COLX_INLINE Vec widened_high(Vec a) {
   return alternated_high<L>(a, zeros());
+}
+
+COLX_INLINE bool is_zero(Vec v) {
+  return _mm_testz_si128(v, v) != 0;
 }
 
 // Bit k is the top bit of byte k.
