@@ -31,6 +31,7 @@ COLX_BURST_LISTED_FORMS(COLX_DECLARE, 16)
   uint32_t name##_one_len(COLX_PARAMS_##form);        \
   uint32_t name##_cla_stride_one(COLX_PARAMS_##form);
 COLX_DECODE(COLX_DECLARE)
+COLX_DECODE_SYMBOL(COLX_DECLARE)
 #undef COLX_DECLARE
 
 // colx_rle<L>_expand_ub<E>: writes each value of `src` (colx_cv_num_of_rows native elements of E

@@ -72,16 +72,16 @@
   COLX_PREDICATES_OF(64, dynp, _tz, K)
 
 // Kernels that exist once for every width of a dictionary code up to 32 bits: X(width, ...).
-#define COLX_CODE_WIDTHS_1_BYTE(X, ...)                                                     \
-  X(1, __VA_ARGS__)                                                                         \
-  X(2, __VA_ARGS__)                                                                         \
-  X(3, __VA_ARGS__) X(4, __VA_ARGS__) X(5, __VA_ARGS__) X(6, __VA_ARGS__) X(7, __VA_ARGS__) \
-      X(8, __VA_ARGS__)
-#define COLX_CODE_WIDTHS_2_BYTES(X, ...)                                                         \
-  X(9, __VA_ARGS__)                                                                              \
-  X(10, __VA_ARGS__)                                                                             \
-  X(11, __VA_ARGS__) X(12, __VA_ARGS__) X(13, __VA_ARGS__) X(14, __VA_ARGS__) X(15, __VA_ARGS__) \
-      X(16, __VA_ARGS__)
+#define COLX_CODE_WIDTHS_1_BYTE(X, ...) \
+  X(1, __VA_ARGS__)                     \
+  X(2, __VA_ARGS__)                     \
+  X(3, __VA_ARGS__)                     \
+  X(4, __VA_ARGS__) X(5, __VA_ARGS__) X(6, __VA_ARGS__) X(7, __VA_ARGS__) X(8, __VA_ARGS__)
+#define COLX_CODE_WIDTHS_2_BYTES(X, ...) \
+  X(9, __VA_ARGS__)                      \
+  X(10, __VA_ARGS__)                     \
+  X(11, __VA_ARGS__)                     \
+  X(12, __VA_ARGS__) X(13, __VA_ARGS__) X(14, __VA_ARGS__) X(15, __VA_ARGS__) X(16, __VA_ARGS__)
 #define COLX_CODE_WIDTHS_4_BYTES(X, ...) \
   X(17, __VA_ARGS__)                     \
   X(18, __VA_ARGS__) X(19, __VA_ARGS__) X(20, __VA_ARGS__) X(24, __VA_ARGS__) X(32, __VA_ARGS__)
@@ -104,6 +104,34 @@
   COLX_CODE_WIDTHS_2_BYTES(COLX_DECODE_OF, K) \
   COLX_CODE_WIDTHS_4_BYTES(COLX_DECODE_OF, K)
 
+// Codes that were unpacked to arrays, to pointers, lengths and indicators.
+#define COLX_DECODE_SYMBOL(K)                                                      \
+  K(decode, colx_decode_symbol_dict_8bit, decode_symbol, dict, width_code(8), 0)   \
+  K(decode, colx_decode_symbol_dict_16bit, decode_symbol, dict, width_code(16), 0) \
+  K(decode, colx_decode_symbol_dict_32bit, decode_symbol, dict, width_code(32), 0)
+
+// Membership of codes in a set.
+#define COLX_SET_OF(w, K) K(binary, colx_set_dict_##w##bit, set, dict, width_code(w), 0)
+#define COLX_SET(K)                        \
+  COLX_CODE_WIDTHS_1_BYTE(COLX_SET_OF, K)  \
+  COLX_CODE_WIDTHS_2_BYTES(COLX_SET_OF, K) \
+  COLX_CODE_WIDTHS_4_BYTES(COLX_SET_OF, K)
+
+// Slots that are served by doing nothing.
+#define COLX_SUM_OF(w, K) K(binary, colx_sum_dict_##w##bit, sum, dict, width_code(w), 0)
+#define COLX_DISTINCT_OF(w, K) \
+  K(binary, colx_distinct_dict_##w##bit, distinct, dict, width_code(w), 0)
+#define COLX_SUM_FIXED_OF(w, K) K(binary, colx_sum_fixed_##w##bit, sum, fixed, width_code(w), 0)
+#define COLX_SUM_DISTINCT(K)                    \
+  COLX_CODE_WIDTHS_1_BYTE(COLX_SUM_OF, K)       \
+  COLX_CODE_WIDTHS_2_BYTES(COLX_SUM_OF, K)      \
+  COLX_CODE_WIDTHS_4_BYTES(COLX_SUM_OF, K)      \
+  COLX_CODE_WIDTHS_1_BYTE(COLX_DISTINCT_OF, K)  \
+  COLX_CODE_WIDTHS_2_BYTES(COLX_DISTINCT_OF, K) \
+  COLX_CODE_WIDTHS_4_BYTES(COLX_DISTINCT_OF, K) \
+  COLX_SUM_FIXED_OF(8, K)                       \
+  COLX_SUM_FIXED_OF(16, K) COLX_SUM_FIXED_OF(32, K) COLX_SUM_FIXED_OF(64, K)
+
 // Run-length columns: from bits per run to bits per row.
 #define COLX_BURST(K)                                                          \
   K(decode, colx_burst_rle_8bit, burst, rle, COLX_WIDTH_BURST_8BIT, 0)         \
@@ -117,12 +145,15 @@
   COLX_DICT_ONE_BIT(K)        \
   COLX_DECODE(K)              \
   COLX_DECODE_UNPACK(K)       \
-  COLX_BURST(K)
+  COLX_DECODE_SYMBOL(K)       \
+  COLX_BURST(K)               \
+  COLX_SUM_DISTINCT(K)
 #define COLX_SELECTIVE_TWINS(K) \
   COLX_DICT_ALIGNED(K)          \
   COLX_DICT_PACKED(K)           \
   COLX_FIXED(K)                 \
-  COLX_DYNP(K)
+  COLX_DYNP(K)                  \
+  COLX_SET(K)
 
 // Parameters and arguments by form.
 #define COLX_PARAMS_one_sided colx_cv *res, colx_cv *src, const void *const *args, colx_kctx *kctx

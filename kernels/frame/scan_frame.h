@@ -4,7 +4,7 @@
 // A row policy of full scans, a struct without data, has
 //   rows_per_step            rows that one step covers; a multiple of 8
 //   State                    what the loops keep: bounds in registers, cursors
-//   begin(in, args)          makes it; reads the constants
+//   begin(in, args)          makes it; reads the constants, or what else a family compares with
 //   step(state, out)         tests the next rows_per_step rows, stores their bits at `out` without
 //                            reading it, returns how many are set
 //   row(state, r)            tests row r; called for ascending r behind the last step
@@ -79,8 +79,8 @@ COLX_INLINE void set_bit(uint64_t* out, uint32_t row) {
   out[row >> 6] |= uint64_t{1} << (row & 63);
 }
 
-template <class Rows>
-COLX_INLINE uint32_t scan_rows(const ScanInput& in, const ScanArgs& args) {
+template <class Rows, class Args>
+COLX_INLINE uint32_t scan_rows(const ScanInput& in, const Args& args) {
   typename Rows::State state = Rows::begin(in, args);
   uint32_t steps = in.rows / Rows::rows_per_step;
   uint32_t rows = in.rows;
