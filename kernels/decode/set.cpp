@@ -49,7 +49,7 @@ struct SetRows {
 
   COLX_INLINE static State begin(const ScanInput& in, const uint64_t* const& set) {
     Vec whole = zeros();
-    if constexpr (width == 7) whole = load(set);
+    if (width == 7 && in.rows >= rows_per_step) whole = load(set);  // read for rows alone
     if constexpr (width < 7) whole = load_low_half(set);
     return {in.data, {in.data, set}, whole};
   }
@@ -143,28 +143,21 @@ COLX_INLINE uint32_t set_rows<1>(colx_cv* res, colx_cv* src, const colx_cv* othe
   return close_scan(res, src, kctx, in, count, set_rules);
 }
 
-// Decided by the set before the column is touched; with both codes wanted the selection's whole
-// words are the answer.
+// With both codes wanted the selection's whole words are the answer.
 template <>
 COLX_INLINE uint32_t set_selected<1>(colx_cv* res, colx_cv* src, const colx_cv* other,
                                      colx_kctx* kctx, const DecompressionTexts& texts) {
-  const uint32_t rows = src->colx_cv_num_of_rows;
+  SelectedRows in = open_selected(res, src, kctx, set_rules.selected_flag, texts);
   const uint64_t wanted = wanted_codes(other);
-  if (wanted == code_0 || wanted == code_1) {
-    SelectedRows in = open_selected(res, src, kctx, set_rules.selected_flag, texts);
-    typename SetRows<1>::Selected single = {in.data, other->colx_cv_bits};
-    const uint32_t count = test_selected<SetRows<1>>(in, single);
-    return close_selected(res, src, in.out, count, set_rules);
-  }
-  kctx->colx_kctx_flags_out |= set_rules.selected_flag;
   uint32_t count = 0;
   if (wanted == both_codes) {
     const uint64_t* const selection = kctx->colx_kctx_selection;
-    colx_lbiwvand_dydi(res->colx_cv_bits, &count, selection, selection, rows);
-  } else {
-    clear_rest(res->colx_cv_bits, rows, 0);
+    colx_lbiwvand_dydi(in.out, &count, selection, selection, src->colx_cv_num_of_rows);
+  } else if (wanted != no_code) {
+    typename SetRows<1>::Selected single = {in.data, other->colx_cv_bits};
+    count = test_selected<SetRows<1>>(in, single);
   }
-  return close_selected(res, src, res->colx_cv_bits, count, set_rules);
+  return close_selected(res, src, in.out, count, set_rules);
 }
 
 }  // namespace
