@@ -114,6 +114,7 @@ COLX_INLINE uint32_t count_blocks(const uint8_t* from, size_t blocks) {
       constexpr size_t first = pair() * words_per_block / pairs_per_block;
       constexpr size_t end = (pair() + 1) * words_per_block / pairs_per_block;
       count_words<8 * (end - first)>(sums.words, from + words_place + 8 * first);
+      prefetch(from + stream_prefetch_bytes + pair() * counted_block_bytes / pairs_per_block);
       const uint8_t* const at = from + pair() * 2 * sizeof(Vec);
       return Pair{load(at), load(at + sizeof(Vec))};
     };

@@ -262,9 +262,10 @@ COLX_INLINE void put_whole_words(colx_lbiwv_ictx* ctx, Batch& batch) {
 // Up to `max` next bits to `out`: whole words together, the last ones bit by bit.
 template <class Form>
 COLX_INLINE uint64_t next_bits(colx_lbiwv_ictx* ctx, uint32_t* out, uint64_t max) {
+  if (max == 0) return 0;
   colx_lbiwv_ictx place = *ctx;  // in registers: a context in memory could be a part of `out`
   Batch batch = {out, max};
-  if (max != 0) put_whole_words(&place, batch);
+  put_whole_words(&place, batch);
   while (batch.room != 0) {
     const uint64_t bit = next_bit<Form, false>(&place);
     if (bit == Form::end) break;
