@@ -1,6 +1,8 @@
 // decode_unpack of chosen rows: the set bits of a selection, in blocks or walked, and row lists.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/support/list_of_no_rows.h"
 #include "tests/support/row_counts.h"
 #include "tests/support/unpack_stage.h"
@@ -331,6 +333,26 @@ TEST(UnpackList, TheCapacityAndTheFirstPositionMeanNothing) {
   EXPECT_EQ(run_unpack(batch).position, 15u);
   batch.capacity = 0;
   EXPECT_EQ(unpack_difference(batch), "");
+}
+
+TEST(UnpackList, InSlicesItDeliversWhatTheWholeListDelivers) {
+  for (const unsigned width : unpack_widths) {
+    Random random(width);
+    std::vector<uint32_t> rows(500);
+    for (uint32_t& row : rows) row = static_cast<uint32_t>(random.below(300));
+    UnpackBatch batch = list_batch(width, 300, rows, random);
+    const Codes whole = run_unpack(batch).codes;
+    Codes pieces;
+    for (size_t done = 0; done < rows.size();) {
+      const size_t count = std::min<size_t>(1 + random.below(40), rows.size() - done);
+      batch.list->assign(rows.begin() + done, rows.begin() + done + count);
+      EXPECT_EQ(unpack_difference(batch), "");
+      const Codes piece = run_unpack(batch).codes;
+      pieces.insert(pieces.end(), piece.begin(), piece.end());
+      done += count;
+    }
+    EXPECT_EQ(pieces, whole) << width;
+  }
 }
 
 TEST(UnpackList, AnEmptyListTakesThePositionFromTheEntryAt0xFFFFFFFF) {
