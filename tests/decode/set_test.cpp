@@ -393,6 +393,19 @@ TEST(SetCompressed, DecompressesOnceUnderTheNameOfTheKernelAlsoInTheTwin) {
   }
 }
 
+// As the predicates on one-bit codes do, also where nobody looks at the rows afterwards.
+TEST(SetCompressed, OneBitColumnsAreDecompressedFirstInAnyCase) {
+  Random random(9);
+  for (const uint64_t wanted : {0, 1, 2, 3}) {
+    ScanBatch batch = set_batch(1, random_codes(1, 150, random), Words{wanted});
+    batch.store = Store::compressed;
+    EXPECT_EQ(set_difference(1, batch), "");
+    batch.selection = random.words(3);
+    batch.kctx_flags = COLX_KCTX_SELECTIVE;
+    EXPECT_EQ(set_difference(1, batch), "");
+  }
+}
+
 TEST(SetCompressed, TheTextsOfA3BitColumn) {
   Random random(3);
   ScanBatch batch = random_batch(3, 10, random);
