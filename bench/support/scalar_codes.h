@@ -11,7 +11,8 @@ namespace colx::bench {
 
 // Rows whose code has its bit set in `table`: 64 rows written out, with constant positions and
 // shared loads (scalar_scan.h), gathered in a register and counted once. A table of up to 64 bits
-// stays in a register. Stores rows / 64 words, `rows` being a multiple of 64; returns the count.
+// is spread to bytes before. Stores rows / 64 words, `rows` being a multiple of 64; returns the
+// count.
 using ScalarSet = uint32_t (*)(const uint8_t* codes, const uint64_t* table, uint64_t* out,
                                uint64_t rows);
 ScalarSet scalar_set(unsigned width_bits);
