@@ -84,7 +84,7 @@ TEST(PrefixWriter, GivesValuesBackAtEveryLengthCountAndPrefix) {
 TEST(PrefixWriter, MakesRisingDigitsSmaller) {
   std::string digits;
   for (int number = 0; number < 16000; ++number) {
-    char text[9];
+    char text[12];
     std::snprintf(text, sizeof text, "%08d", number);
     digits += text;
   }
