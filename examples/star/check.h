@@ -12,13 +12,18 @@
 
 namespace colx::star {
 
-// Rows of lineorder that match, ascending.
-std::vector<uint32_t> plain_flight1(const Tables& tables, const Flight1Query& query);
-std::vector<uint32_t> plain_scan(const Column& column, const NumberFilter& filter);
+struct Expected {
+  std::vector<uint32_t> rows;  // of lineorder, ascending
+  std::optional<uint64_t> revenue{};
+};
 
-// What is wrong with an answer: its count, or the first row that is missing or too much; nothing if
-// it is right.
-std::optional<std::string> difference(uint64_t count, const std::vector<uint32_t>& rows,
-                                      const std::vector<uint32_t>& expected);
+Expected plain_flight1(const Tables& tables, const Flight1Query& query);
+// All rows, or those in `among` if it is not null.
+Expected plain_scan(const Column& column, const NumberFilter& filter,
+                    const std::vector<uint32_t>* among = nullptr);
+
+// What is wrong with an answer: the first row that is missing or too much, its count, its revenue;
+// nothing if it is right.
+std::optional<std::string> difference(const Answer& answer, const Expected& expected);
 
 }  // namespace colx::star

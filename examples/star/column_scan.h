@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "examples/star/engine.h"
 #include "examples/star/number_filter.h"
@@ -15,12 +16,16 @@ namespace colx::star {
 host::Result<host::PreparedScan> prepare_scan(const Engine& engine, const EncodedColumn& column,
                                               const NumberFilter& filter);
 
-// The kernel's name, with the kernel that expands its result if the column is in runs.
-std::string kernels_of(const EncodedColumn& column, const host::PreparedScan& scan);
+// The kernel's name, with the kernel that expands its result if the column is in runs; that of its
+// walking form for a scan that `walks`.
+std::string kernels_of(const EncodedColumn& column, const host::PreparedScan& scan,
+                       bool walks = false);
 
-// The steps are the fastest of `runs` runs, at least 1. NULL rows never match. An error is a kernel
-// that the library lacks, or one that breaks its contract.
+// Scans all rows or, if `among` is not null, walks those rows alone, ascending. The steps are the
+// fastest of `runs` runs, at least 1. NULL rows never match. An error is a kernel that the library
+// lacks, or one that breaks its contract.
 host::Result<Answer> run_column_scan(const Engine& engine, const EncodedColumn& column,
-                                     const NumberFilter& filter, unsigned runs);
+                                     const NumberFilter& filter, unsigned runs,
+                                     const std::vector<uint32_t>* among = nullptr);
 
 }  // namespace colx::star

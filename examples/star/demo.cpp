@@ -5,9 +5,7 @@
 #include <chrono>
 #include <utility>
 
-#include "examples/star/check.h"
-#include "examples/star/column_scan.h"
-#include "examples/star/flight1.h"
+#include "examples/star/demo_queries.h"
 #include "examples/star/generate.h"
 #include "examples/star/read_tbl.h"
 #include "examples/star/report.h"
@@ -39,47 +37,18 @@ host::Result<Tables> load(const Options& options) {
   return tables;
 }
 
-// Every table's columns; lineorder's are kept for the queries.
+// Stores every table's columns; returns lineorder's, which the queries run on.
 host::Result<std::vector<EncodedColumn>> encode_and_print(const Tables& tables) {
   const Stopwatch watch;
-  std::vector<EncodedColumn> lineorder;
   std::vector<std::vector<EncodedColumn>> encoded;
   for (const TableId id : table_ids) {
     auto columns = encode_table(tables[id]);
     if (!columns) return columns.error();
     encoded.push_back(std::move(*columns));
   }
-  fmt::print("encoded in {:.1f} s\n\n", watch.seconds());
+  fmt::print("encoded in {:.1f} s\n", watch.seconds());
   for (const TableId id : table_ids) print_columns(tables[id], encoded[static_cast<size_t>(id)]);
   return std::move(encoded[static_cast<size_t>(TableId::lineorder)]);
-}
-
-host::Result<bool> flight1(const Engine& engine, const Tables& tables, const Options& options) {
-  bool right = true;
-  for (const Flight1Query& query : flight1_queries) {
-    const auto answer = run_flight1(engine, query, options.repeats);
-    if (!answer) return answer.error();
-    const auto wrong = difference(answer->count, answer->rows, plain_flight1(tables, query));
-    print_answer(query.name, query.where(), *answer, wrong);
-    print_rows(tables[TableId::lineorder], answer->rows, options.listed_rows);
-    right = right && !wrong;
-  }
-  return right;
-}
-
-// No discount given is NULL instead of 0: rows without one satisfy no comparison.
-host::Result<bool> nullable_scan(const Engine& engine, const Tables& tables,
-                                 const Options& options) {
-  const Column& plain = tables[TableId::lineorder][lo_discount];
-  const auto nullable = encode_nullable(plain, 0, "discount_given");
-  if (!nullable) return nullable.error();
-  const auto answer = run_column_scan(engine, *nullable, {host::Compare::lt, 4}, options.repeats);
-  if (!answer) return answer.error();
-  const auto wrong =
-      difference(answer->count, answer->rows, plain_scan(plain, {host::Compare::ge_le, 1, 3}));
-  print_answer("nullable", "discount_given < 4, NULL where lo_discount is 0", *answer, wrong);
-  fmt::print("\n");
-  return !wrong;
 }
 
 }  // namespace
@@ -98,8 +67,8 @@ host::Result<bool> run_demo(const Options& options) {
   const Engine engine{*library, services, *lineorder, (*tables)[TableId::date]};
 
   bool right = true;
-  for (const auto queries : {flight1, nullable_scan}) {
-    const auto result = queries(engine, *tables, options);
+  for (const DemoQueries queries : demo_queries) {
+    const auto result = queries({engine, *tables, options});
     if (!result) return result;
     right = right && *result;
   }

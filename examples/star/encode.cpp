@@ -2,9 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "examples/star/progress.h"
+#include "host/encode_rows.h"
+#include "host/value_forms.h"
 
 namespace colx::star {
 namespace {
@@ -13,7 +16,7 @@ template <class T>
 host::Result<EncodedColumn> finish(host::Result<host::DictionaryColumn<T>> stored, std::string name,
                                    uint64_t plain_bytes) {
   if (!stored) return host::Error{fmt::format("{}: {}", name, stored.message())};
-  return EncodedColumn{std::move(name), std::move(stored->dictionary), std::move(stored->column),
+  return EncodedColumn{std::move(name), std::move(stored->dictionary), std::move(stored->column), 0,
                        plain_bytes};
 }
 
@@ -37,6 +40,38 @@ host::Result<EncodedColumn> encode_texts(const Column& column,
                 std::string{column.spec.name}, bytes);
 }
 
+// A column of stored rows, without a dictionary.
+host::Result<EncodedColumn> encode_rows(const Column& column, uint32_t number_bytes,
+                                        host::Result<host::StoredColumn> rows) {
+  if (!rows) return host::Error{fmt::format("{}: {}", column.spec.name, rows.message())};
+  EncodedColumn encoded;
+  encoded.name = column.spec.name;
+  encoded.stored = std::move(*rows);
+  encoded.number_bytes = number_bytes;
+  encoded.plain_bytes = sizeof(uint32_t) * column.cells.size();
+  return encoded;
+}
+
+host::Result<EncodedColumn> encode_days(const Column& column) {
+  std::vector<uint64_t> days(column.cells.size());
+  std::ranges::transform(column.cells, days.begin(), packed_day);
+  return encode_rows(column, 0, host::store_fixed_numbers(days, {.width_bytes = 3}));
+}
+
+// All numbers of the column take 3 bytes, or 4 if one of them needs 4.
+host::Result<EncodedColumn> encode_trimmed(const Column& column) {
+  const uint32_t bytes = column.cells.empty() || std::ranges::max(column.cells) >> 24 == 0 ? 3 : 4;
+  std::vector<uint8_t> all(bytes * column.cells.size());
+  std::vector<std::string_view> rows;
+  rows.reserve(column.cells.size());
+  for (const uint32_t number : column.cells) {
+    uint8_t* const at = all.data() + bytes * rows.size();
+    host::store_integer(at, number, bytes);
+    rows.emplace_back(reinterpret_cast<const char*>(at), bytes);
+  }
+  return encode_rows(column, bytes, host::store_dynp(rows, {.max_bytes = 4}));
+}
+
 }  // namespace
 
 uint64_t EncodedColumn::stored_bytes() const {
@@ -44,6 +79,14 @@ uint64_t EncodedColumn::stored_bytes() const {
 }
 
 std::string EncodedColumn::form() const {
+  switch (stored.format.encoding) {
+    case host::Encoding::fixed:
+      return fmt::format("rows of {} bytes", stored.format.width_bits / 8);
+    case host::Encoding::dynp:
+      return fmt::format("rows of 1 to {} bytes", stored.format.width_bits / 8);
+    case host::Encoding::dict:
+      break;
+  }
   return fmt::format("{}-bit codes{}{}", stored.format.width_bits, runs() ? " in runs" : "",
                      stored.format.zero_is_null ? ", nullable" : "");
 }
@@ -54,14 +97,37 @@ const host::Runs* EncodedColumn::runs() const {
 }
 
 Form form_of(TableId table, size_t column) {
-  return table == TableId::lineorder && column == lo_orderdate ? Form::runs : Form::codes;
+  if (table != TableId::lineorder) return Form::codes;
+  switch (column) {
+    case lo_orderdate:
+      return Form::runs;
+    case lo_commitdate:
+      return Form::days;
+    case lo_extendedprice:
+    case lo_ordtotalprice:
+    case lo_revenue:
+      return Form::numbers;
+    default:
+      return Form::codes;
+  }
 }
 
 host::Result<EncodedColumn> encode_column(const Column& column, Form form) {
+  const std::string name{column.spec.name};
   host::DictionaryColumnOptions options;
-  if (form == Form::runs) options.runs.emplace();
+  switch (form) {
+    case Form::days:
+      return encode_days(column);
+    case Form::numbers:
+      return encode_trimmed(column);
+    case Form::runs:
+      options.runs.emplace();
+      break;
+    case Form::codes:
+      break;
+  }
   if (column.spec.kind == Kind::text) return encode_texts(column, options);
-  return encode_numbers(column, std::string{column.spec.name}, options);
+  return encode_numbers(column, name, options);
 }
 
 host::Result<EncodedColumn> encode_nullable(const Column& column, uint32_t null_number,

@@ -14,23 +14,39 @@ namespace colx::star {
 
 // How a column is stored.
 enum class Form : uint8_t {
-  codes,  // a dictionary code a row
-  runs    // run-length coded: a dictionary code a run of equal rows
+  codes,    // a dictionary code a row
+  runs,     // run-length coded: a dictionary code a run of equal rows
+  numbers,  // big-endian numbers without their trailing zero bytes, without a dictionary
+  days      // dates as rows of 3 bytes, without a dictionary
 };
 
-// The form that suits what queries do with a column of a table. The lines of an order share their
-// order date, which queries only scan: it is kept in runs. A column whose rows are fetched one by
-// one would lose by that.
+// The form that suits what queries do with a column of a table:
+//   lo_orderdate   runs: the lines of an order share it, and it is only scanned; a column whose
+//                  rows are fetched one by one would lose by runs
+//   lo_commitdate  days
+//   prices         numbers: a dictionary of nearly as many values as rows would not pay
 Form form_of(TableId table, size_t column);
 
-// A column as codes of its order-preserving dictionary, at the narrowest width that holds them.
+// Dates in days form are these 20 bits, in the order of the days:
+//
+//   | year, 11 bits | month, 4 bits | day, 5 bits |
+constexpr uint32_t packed_day(uint32_t date_key) {
+  return date_key / 10000 << 9 | date_key / 100 % 100 << 5 | date_key % 100;
+}
+constexpr uint32_t unpacked_day(uint32_t day) {
+  return (day >> 9) * 10000 + (day >> 5 & 15) * 100 + (day & 31);
+}
+static_assert(packed_day(19920101) == (1992 << 9 | 1 << 5 | 1));
+static_assert(unpacked_day(packed_day(19981230)) == 19981230);
+
 struct EncodedColumn {
   std::string name;
-  std::variant<host::Dictionary<int64_t>, host::Dictionary<std::string>> dictionary;
+  std::variant<std::monostate, host::Dictionary<int64_t>, host::Dictionary<std::string>> dictionary;
   host::StoredColumn stored;
-  uint64_t plain_bytes = 0;  // 4 for a number or date, the bytes of a text, for all rows
+  uint32_t number_bytes = 0;  // of a number before trailing zero bytes are dropped: numbers form
+  uint64_t plain_bytes = 0;   // 4 for a number or date, the bytes of a text, for all rows
 
-  // Of a column of numbers or dates.
+  // Of a column of numbers or dates in codes.
   const host::Dictionary<int64_t>& numbers() const {
     return std::get<host::Dictionary<int64_t>>(dictionary);
   }

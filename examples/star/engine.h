@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "examples/star/encode.h"
@@ -21,9 +22,10 @@ struct Engine {
 };
 
 struct Answer {
-  uint64_t count = 0;          // rows of lineorder that match, as the kernels counted them
-  std::vector<uint32_t> rows;  // the same rows as the iterators listed them, ascending
-  std::vector<Step> steps;     // those that ran
+  uint64_t count = 0;               // rows of lineorder that match, as the kernels counted them
+  std::vector<uint32_t> rows;       // the same rows as the iterators listed them, ascending
+  std::vector<Step> steps;          // those that ran
+  std::optional<uint64_t> revenue;  // of a query that asks for it
 };
 
 }  // namespace colx::star

@@ -2,12 +2,15 @@
 
 #include <fmt/format.h>
 
+#include <functional>
+#include <numeric>
 #include <optional>
 #include <unordered_set>
 #include <utility>
 
 #include "examples/star/column_scan.h"
 #include "examples/star/row_list.h"
+#include "examples/star/row_values.h"
 
 namespace colx::star {
 namespace {
@@ -38,12 +41,6 @@ const EncodedColumn& column(const Engine& engine, Lineorder which) {
   return engine.lineorder[which];
 }
 
-// One-bit codes have no walking form: their kernels scan and apply the selection.
-std::string walking_kernel(const EncodedColumn& on, const host::PreparedScan& scan) {
-  return fmt::format("{}{}", scan.kernel_name(),
-                     on.stored.format.width_bits > 1 ? "_selective" : "");
-}
-
 host::Result<Plan> make_plan(const Engine& engine, const Flight1Query& query) {
   Plan plan;
   const EncodedColumn& orderdate = column(engine, lo_orderdate);
@@ -69,10 +66,21 @@ host::Result<Plan> make_plan(const Engine& engine, const Flight1Query& query) {
   plan.steps[scan_quantity] = {quantity_text, quantity->kernel_name()};
   plan.steps[and_all] = {"combine the three", "colx_lbiwvand3_dydi"};
   plan.steps[walk_discount] = {discount_text + ", selected rows",
-                               walking_kernel(column(engine, lo_discount), *discount)};
+                               kernels_of(column(engine, lo_discount), *discount, true)};
   plan.steps[walk_quantity] = {quantity_text + ", selected rows",
-                               walking_kernel(column(engine, lo_quantity), *quantity)};
+                               kernels_of(column(engine, lo_quantity), *quantity, true)};
   return plan;
+}
+
+// Sum of extendedprice * discount.
+host::Result<uint64_t> revenue_of(const Engine& engine, const std::vector<uint32_t>& rows) {
+  const auto prices = values_at(engine, column(engine, lo_extendedprice), rows);
+  if (!prices) return prices.error();
+  const auto discounts = values_at(engine, column(engine, lo_discount), rows);
+  if (!discounts) return discounts.error();
+  return std::inner_product(prices->begin(), prices->end(), discounts->begin(), uint64_t{0},
+                            std::plus{},
+                            [](uint64_t price, uint32_t discount) { return price * discount; });
 }
 
 // A query's way through one chunk after the other.
@@ -202,6 +210,7 @@ host::Result<Answer> run_flight1(const Engine& engine, const Flight1Query& query
   auto plan = make_plan(engine, query);
   if (!plan) return plan.error();
   Answer answer;
+  answer.revenue = 0;
   if (plan->days.empty()) return answer;
   const std::vector<host::Chunk>& chunks = column(engine, lo_orderdate).stored.chunks;
   for (unsigned run = 0; run < runs; ++run) {
@@ -212,6 +221,9 @@ host::Result<Answer> run_flight1(const Engine& engine, const Flight1Query& query
     answer.rows = chunk_run.take_rows();
     keep_fastest(answer.steps, chunk_run.take_steps());
   }
+  const auto revenue = revenue_of(engine, answer.rows);
+  if (!revenue) return revenue.error();
+  answer.revenue = *revenue;
   std::erase_if(answer.steps, [](const Step& step) { return step.rows == 0; });
   return answer;
 }

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "examples/star/row_values.h"
+
 namespace colx::star {
 
 std::string grouped(uint64_t number) {
@@ -14,7 +16,7 @@ std::string grouped(uint64_t number) {
 
 void print_columns(const Table& table, const std::vector<EncodedColumn>& columns) {
   const double rows = std::max(table.rows(), 1u);
-  fmt::print("{}, {} rows\n", table.name(), grouped(table.rows()));
+  fmt::print("\n{}, {} rows\n", table.name(), grouped(table.rows()));
   uint64_t stored = 0;
   uint64_t plain = 0;
   for (const EncodedColumn& column : columns) {
@@ -24,36 +26,40 @@ void print_columns(const Table& table, const std::vector<EncodedColumn>& columns
     stored += column.stored_bytes();
     plain += column.plain_bytes;
   }
-  fmt::print("  {:<20} {:<20} {:>8.2f} bytes a row, plain {:>6.2f}\n\n", "all", "",
+  fmt::print("  {:<20} {:<20} {:>8.2f} bytes a row, plain {:>6.2f}\n", "all", "",
              static_cast<double>(stored) / rows, static_cast<double>(plain) / rows);
 }
 
-void print_answer(std::string_view name, std::string_view where, const Answer& answer,
-                  const std::optional<std::string>& wrong) {
-  fmt::print("{}  {}\n", name, where);
-  for (const Step& step : answer.steps)
-    fmt::print("  {:<46} {:<38} {:>11} of {:>11} rows {:>7.0f} M rows/s\n", step.work, step.kernel,
-               grouped(step.hits), grouped(step.rows), step.rows_per_second() / 1e6);
-  fmt::print(
-      "  {} rows match; {}\n", grouped(answer.count),
-      wrong ? fmt::format("WRONG: {}", *wrong) : "the row-by-row evaluation finds the same rows");
+void print_heading(std::string_view text) {
+  fmt::print("\n{}\n", text);
 }
 
-void print_rows(const Table& lineorder, const std::vector<uint32_t>& rows, unsigned listed) {
+void print_answer(const Answer& answer, const std::optional<std::string>& wrong) {
+  for (const Step& step : answer.steps)
+    fmt::print("  {:<54} {:<38} {:>11} of {:>11} rows {:>7.0f} M rows/s\n", step.work, step.kernel,
+               grouped(step.hits), grouped(step.rows), step.rows_per_second() / 1e6);
+  fmt::print("  {} rows match{}; {}\n", grouped(answer.count),
+             answer.revenue ? fmt::format(", revenue {}", grouped(*answer.revenue)) : "",
+             wrong ? fmt::format("WRONG: {}", *wrong) : "the row-by-row evaluation finds the same");
+}
+
+host::Result<void> print_rows(const Engine& engine, std::span<const uint32_t> rows) {
   constexpr Lineorder shown[] = {lo_orderkey, lo_linenumber, lo_orderdate,
                                  lo_quantity, lo_discount,   lo_extendedprice};
-  const size_t count = std::min<size_t>(listed, rows.size());
-  if (count > 0) {
-    fmt::print(" ");
-    for (const Lineorder column : shown) fmt::print(" {:>16}", lineorder[column].spec.name);
-    fmt::print("\n");
+  if (rows.empty()) return {};
+  std::string heading;
+  std::vector<std::string> lines(rows.size());
+  for (const Lineorder column : shown) {
+    const EncodedColumn& stored = engine.lineorder[column];
+    const auto values = values_at(engine, stored, rows);
+    if (!values) return values.error();
+    heading += fmt::format("{:>18}", stored.name);
+    for (size_t row = 0; row < rows.size(); ++row)
+      lines[row] += fmt::format("{:>18}", (*values)[row]);
   }
-  for (size_t i = 0; i < count; ++i) {
-    fmt::print(" ");
-    for (const Lineorder column : shown) fmt::print(" {:>16}", lineorder.cell(column, rows[i]));
-    fmt::print("\n");
-  }
-  fmt::print("\n");
+  fmt::print("{}\n", heading);
+  for (const std::string& line : lines) fmt::print("{}\n", line);
+  return {};
 }
 
 }  // namespace colx::star

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,11 +18,14 @@ std::string grouped(uint64_t number);
 // How each column is stored, in bytes per row beside its plain size.
 void print_columns(const Table& table, const std::vector<EncodedColumn>& columns);
 
-// A query's steps with rows per second, its count, and whether it is right: `wrong` says why not.
-void print_answer(std::string_view name, std::string_view where, const Answer& answer,
-                  const std::optional<std::string>& wrong);
+// Starts a paragraph.
+void print_heading(std::string_view text);
 
-// The first `listed` of `rows` with the columns that flight 1 asks about.
-void print_rows(const Table& lineorder, const std::vector<uint32_t>& rows, unsigned listed);
+// A query's steps with rows per second, its count, and whether it is right: `wrong` says why not.
+void print_answer(const Answer& answer, const std::optional<std::string>& wrong);
+
+// Rows of lineorder, ascending, out of the stored columns: those that flight 1 asks about. Errors
+// as values_at().
+host::Result<void> print_rows(const Engine& engine, std::span<const uint32_t> rows);
 
 }  // namespace colx::star

@@ -16,19 +16,21 @@ namespace colx::star {
 enum class Kind : uint8_t { number, date, text };
 
 // Each list names a table's columns once, X(name, kind).
-#define COLX_STAR_LINEORDER(X)                                                                \
-  X(lo_orderkey, number)                                                                      \
-  X(lo_linenumber, number)                                                                    \
-  X(lo_custkey, number)                                                                       \
-  X(lo_partkey, number)                                                                       \
-  X(lo_suppkey, number)                                                                       \
-  X(lo_orderdate, date)                                                                       \
-  X(lo_orderpriority, text)                                                                   \
-  X(lo_shippriority, text)                                                                    \
-  X(lo_quantity, number)                                                                      \
-  X(lo_extendedprice, number) X(lo_ordtotalprice, number) X(lo_discount, number)              \
-      X(lo_revenue, number) X(lo_supplycost, number) X(lo_tax, number) X(lo_commitdate, date) \
-          X(lo_shipmode, text)
+#define COLX_STAR_LINEORDER(X) \
+  X(lo_orderkey, number)       \
+  X(lo_linenumber, number)     \
+  X(lo_custkey, number)        \
+  X(lo_partkey, number)        \
+  X(lo_suppkey, number)        \
+  X(lo_orderdate, date)        \
+  X(lo_orderpriority, text)    \
+  X(lo_shippriority, text)     \
+  X(lo_quantity, number)       \
+  X(lo_extendedprice, number)  \
+  X(lo_ordtotalprice, number)  \
+  X(lo_discount, number)       \
+  X(lo_revenue, number)        \
+  X(lo_supplycost, number) X(lo_tax, number) X(lo_commitdate, date) X(lo_shipmode, text)
 #define COLX_STAR_CUSTOMER(X) \
   X(c_custkey, number)        \
   X(c_name, text)             \
@@ -44,19 +46,22 @@ enum class Kind : uint8_t { number, date, text };
   X(p_mfgr, text)         \
   X(p_category, text)     \
   X(p_brand1, text) X(p_color, text) X(p_type, text) X(p_size, number) X(p_container, text)
-#define COLX_STAR_DATE(X)                                                                 \
-  X(d_datekey, date)                                                                      \
-  X(d_date, text)                                                                         \
-  X(d_dayofweek, text)                                                                    \
-  X(d_month, text)                                                                        \
-  X(d_year, number)                                                                       \
-  X(d_yearmonthnum, number)                                                               \
-  X(d_yearmonth, text)                                                                    \
-  X(d_daynuminweek, number)                                                               \
-  X(d_daynuminmonth, number)                                                              \
-  X(d_daynuminyear, number) X(d_monthnuminyear, number) X(d_weeknuminyear, number)        \
-      X(d_sellingseason, text) X(d_lastdayinweekfl, number) X(d_lastdayinmonthfl, number) \
-          X(d_holidayfl, number) X(d_weekdayfl, number)
+#define COLX_STAR_DATE(X)      \
+  X(d_datekey, date)           \
+  X(d_date, text)              \
+  X(d_dayofweek, text)         \
+  X(d_month, text)             \
+  X(d_year, number)            \
+  X(d_yearmonthnum, number)    \
+  X(d_yearmonth, text)         \
+  X(d_daynuminweek, number)    \
+  X(d_daynuminmonth, number)   \
+  X(d_daynuminyear, number)    \
+  X(d_monthnuminyear, number)  \
+  X(d_weeknuminyear, number)   \
+  X(d_sellingseason, text)     \
+  X(d_lastdayinweekfl, number) \
+  X(d_lastdayinmonthfl, number) X(d_holidayfl, number) X(d_weekdayfl, number)
 
 // Positions of the columns in their table.
 #define COLX_STAR_POSITION(name, kind) name,

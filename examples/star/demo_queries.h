@@ -1,0 +1,32 @@
+// demo_queries.h: what the demo asks the library, and how it checks the answers.
+#pragma once
+
+#include <array>
+
+#include "examples/star/engine.h"
+#include "examples/star/options.h"
+#include "host/result.h"
+
+namespace colx::star {
+
+struct Session {
+  const Engine& engine;
+  const Tables& tables;  // plain, for the checks
+  const Options& options;
+};
+
+// Each runs its queries and prints them with their check. True if every answer was right; an error
+// is a library that lacks a kernel or breaks its contract.
+using DemoQueries = host::Result<bool> (*)(const Session&);
+
+// The scans of query flight 1 with the revenue of the matching rows.
+host::Result<bool> flight1(const Session& session);
+// Scans of a column with NULLs.
+host::Result<bool> nullable_scans(const Session& session);
+// Scans of columns that store numbers and days without a dictionary.
+host::Result<bool> stored_value_scans(const Session& session);
+
+inline constexpr std::array<DemoQueries, 3> demo_queries = {flight1, nullable_scans,
+                                                            stored_value_scans};
+
+}  // namespace colx::star
