@@ -1,0 +1,61 @@
+// Gather: rows of a source vector, one by one and in order, each fetched from where the source says
+// and written as the result's layout wants. One loop for every source and every result.
+#pragma once
+
+#include <algorithm>
+
+#include "kernels/join/gather_kernels.h"
+#include "kernels/join/gather_results.h"
+#include "kernels/join/gather_sources.h"
+
+namespace colx {
+
+// The first row from `row` on for which the room does not suffice, as far as that is known before
+// any row is looked at; the row count at most.
+template <class Into>
+COLX_INLINE uint64_t fitting_end(const Into& into, uint64_t room, uint64_t row, uint64_t rows) {
+  if constexpr (Into::equal_rows) {
+    const uint64_t row_room = into.row_room();
+    if (row_room != 0) return row + std::min(rows - row, room / row_room);
+  }
+  return rows;
+}
+
+// Writes the rows up to `end` or up to one that does not fit; returns the row behind the last one.
+template <class From, class Into>
+COLX_INLINE uint64_t put_rows(const From& from, Into& into, uint64_t row, uint64_t end) {
+  for (; row < end; ++row) {
+    if constexpr (Into::equal_rows) {
+      into.put(from, row);
+    } else {
+      if (!into.put(from, row)) break;
+    }
+  }
+  return row;
+}
+
+template <Result R, class From>
+COLX_INLINE uint32_t gather(const From& from, const colx_cv* res, const colx_cv* src,
+                            const colx_row_store* store, colx_kctx* kctx) {
+  const uint64_t rows = src->colx_cv_num_of_rows;
+  uint64_t row = kctx->colx_kctx_position;
+  if (row < rows) {
+    GatherResult<R> into(res, store);
+    row = put_rows(from, into, row, fitting_end(into, res->colx_cv_capacity, row, rows));
+    if (row < rows) {
+      kctx->colx_kctx_position = static_cast<uint32_t>(row);
+      return COLX_OUT_OF_ROOM;
+    }
+  }
+  kctx->colx_kctx_position = static_cast<uint32_t>(rows);
+  return COLX_DONE;
+}
+
+}  // namespace colx
+
+// A kernel of the store `form`.
+#define COLX_DEFINE_INDEXED_GATHER(form, result, index)                   \
+  uint32_t colx_gather_##form##_##result##_##index(COLX_PARAMS_gather) {  \
+    const IndexedValues<Store::form, Index::index> from(res, src, store); \
+    return gather<Result::result>(from, COLX_ARGS_gather);                \
+  }
