@@ -5,6 +5,8 @@
 #include <bit>
 #include <cstdint>
 
+#include "kernels/frame/vectors.h"
+
 namespace colx {
 
 // Number of set bits of each byte value.
@@ -15,6 +17,13 @@ inline constexpr std::array<uint8_t, 256> colx_byte_popc = [] {
   return table;
 }();
 static_assert(colx_byte_popc[0] == 0 && colx_byte_popc[0x80] == 1 && colx_byte_popc[0xFE] == 7);
+
+// Bit k & 7 of byte k, for vectors that pick one bit of every byte.
+inline constexpr Mask colx_bit_possible = [] {
+  Mask mask{};
+  for (unsigned k = 0; k < 16; ++k) mask.bytes[k] = static_cast<uint8_t>(1 << k % 8);
+  return mask;
+}();
 
 // Positions of the set bits of each byte value, ascending; 0 behind the last.
 inline constexpr std::array<std::array<uint8_t, 8>, 256> bit_positions = [] {

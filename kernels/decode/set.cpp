@@ -4,6 +4,7 @@
 // A scan with rules of its own: nulls are ignored, and an applied selection sets COLX_OUT_SET. Up
 // to 7 bits the whole set stands in a vector, and two shuffles look up sixteen rows; above, codes
 // are unpacked a block at a time and looked up row by row.
+#include "kernels/bitvec/bit_tables.h"
 #include "kernels/decode/one_bit_stream.h"
 #include "kernels/decode/packed_code.h"
 #include "kernels/decode/unpack_lanes.h"
@@ -14,13 +15,6 @@ namespace colx {
 namespace {
 
 constexpr ScanRules set_rules = {false, COLX_OUT_SET};
-
-// Bit k & 7 of byte k.
-constexpr Mask bit_of_byte = [] {
-  Mask mask{};
-  for (unsigned k = 0; k < 16; ++k) mask.bytes[k] = static_cast<uint8_t>(1 << k % 8);
-  return mask;
-}();
 
 COLX_INLINE bool in_set(const uint64_t* set, uint32_t code) {
   return set[code >> 6] >> (code & 63) & 1;
@@ -58,7 +52,7 @@ struct SetRows {
   COLX_INLINE static uint32_t looked_up(const uint8_t* group, Vec set) {
     const Vec codes = narrowed<2>(Lanes::template at<0>(group), Lanes::template at<1>(group));
     const Vec byte_number = both(shifted_right<2, 3>(codes), splat<1>(0x0F));
-    const Vec bit = shuffle(load(bit_of_byte), both(codes, splat<1>(0x07)));
+    const Vec bit = shuffle(load(colx_bit_possible), both(codes, splat<1>(0x07)));
     return top_bits(equal<1>(both(shuffle(set, byte_number), bit), bit));
   }
 

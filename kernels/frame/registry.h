@@ -139,6 +139,27 @@
   K(decode, colx_burst_rle_16bit, burst, rle, COLX_WIDTH_BURST_16BIT, 0)       \
   K(decode, colx_burst_rle_16bit_cla, burst, rle, COLX_WIDTH_BURST_16BIT_CLA, 0)
 
+// Hash keys to small codes, by table form and table element; _c2d stores the codes as well.
+#define COLX_XLATE_ELEMENTS(X, ...)   \
+  X(nib, COLX_WIDTH_NIB, __VA_ARGS__) \
+  X(ub1, COLX_WIDTH_UB1, __VA_ARGS__) \
+  X(ub2, COLX_WIDTH_UB2, __VA_ARGS__) X(ub4, COLX_WIDTH_UB4, __VA_ARGS__)
+#define COLX_XLATE_HITS_OF(element, code, form, K) \
+  K(binary, colx_xlate_##form##_##element, xlate, form, code, 0)
+#define COLX_XLATE_CODES_OF(element, code, form, K) \
+  K(binary, colx_xlate_##form##_##element##_c2d, xlate, form, code, 1)
+#define COLX_XLATE_FORM(form, K)                   \
+  COLX_XLATE_HITS_OF(bit, COLX_WIDTH_BIT, form, K) \
+  COLX_XLATE_ELEMENTS(COLX_XLATE_HITS_OF, form, K) \
+  COLX_XLATE_ELEMENTS(COLX_XLATE_CODES_OF, form, K)
+#define COLX_XLATE(K)     \
+  COLX_XLATE_FORM(sim, K) \
+  COLX_XLATE_FORM(off, K) \
+  COLX_XLATE_FORM(ind, K)
+
+// A column's share of a group key, through a table of such codes.
+#define COLX_GROUPKEY(K) COLX_XLATE_ELEMENTS(COLX_XLATE_CODES_OF, groupkey, K)
+
 // All table kernels, and those of them that hand over to a twin named <kernel>_selective.
 #define COLX_TABLE_KERNELS(K) \
   COLX_SELECTIVE_TWINS(K)     \
@@ -147,13 +168,15 @@
   COLX_DECODE_UNPACK(K)       \
   COLX_DECODE_SYMBOL(K)       \
   COLX_BURST(K)               \
-  COLX_SUM_DISTINCT(K)
+  COLX_SUM_DISTINCT(K)        \
+  COLX_GROUPKEY(K)
 #define COLX_SELECTIVE_TWINS(K) \
   COLX_DICT_ALIGNED(K)          \
   COLX_DICT_PACKED(K)           \
   COLX_FIXED(K)                 \
   COLX_DYNP(K)                  \
-  COLX_SET(K)
+  COLX_SET(K)                   \
+  COLX_XLATE(K)
 
 // Parameters and arguments by form.
 #define COLX_PARAMS_one_sided colx_cv *res, colx_cv *src, const void *const *args, colx_kctx *kctx

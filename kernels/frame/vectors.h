@@ -79,6 +79,10 @@ COLX_INLINE Vec either(Vec a, Vec b) {
 COLX_INLINE Vec differ(Vec a, Vec b) {
   return _mm_xor_si128(a, b);
 }
+// Bytes of `a` where the mask's byte has its top bit, else of `b`.
+COLX_INLINE Vec chosen(Vec mask, Vec a, Vec b) {
+  return _mm_blendv_epi8(b, a, mask);
+}
 // Bits of `a` that are clear in `b`.
 COLX_INLINE Vec without(Vec a, Vec b) {
   return _mm_andnot_si128(b, a);
@@ -152,6 +156,21 @@ COLX_INLINE Vec shifted_left(Vec a) {
   if constexpr (L == 2) return _mm_slli_epi16(a, Bits);
   if constexpr (L == 4) return _mm_slli_epi32(a, Bits);
   if constexpr (L == 8) return _mm_slli_epi64(a, Bits);
+}
+
+// Logical shift of every lane of 4 bytes by a number of bits that is not a constant; zeros from 32
+// on. Two instructions.
+COLX_INLINE Vec shifted_right_by(Vec a, uint32_t bits) {
+  return _mm_srl_epi32(a, _mm_cvtsi32_si128(static_cast<int>(bits)));
+}
+
+// `a` with one lane of L bytes replaced by the low bytes of `value`.
+template <unsigned L, int lane>
+COLX_INLINE Vec with_lane(Vec a, uint64_t value) {
+  if constexpr (L == 1) return _mm_insert_epi8(a, static_cast<int>(value), lane);
+  if constexpr (L == 2) return _mm_insert_epi16(a, static_cast<int>(value), lane);
+  if constexpr (L == 4) return _mm_insert_epi32(a, static_cast<int>(value), lane);
+  if constexpr (L == 8) return _mm_insert_epi64(a, static_cast<long long>(value), lane);
 }
 
 // Byte k of the result is byte control[k] & 15 of `v`, or 0 where control[k] has its top bit.
