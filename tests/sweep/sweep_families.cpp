@@ -11,11 +11,13 @@ extern const SweepFamily set_sweep;
 extern const SweepFamily symbol_decode_sweep;
 extern const SweepFamily unpack_sweep;
 extern const SweepFamily value_predicate_sweep;
+extern const SweepFamily xlate_share_sweep;
+extern const SweepFamily xlate_sweep;
 
 std::span<const SweepFamily* const> sweep_families() {
   static constexpr const SweepFamily* families[] = {
-      &burst_sweep, &decode_sweep,        &dict_predicate_sweep, &nothing_sweep,
-      &set_sweep,   &symbol_decode_sweep, &unpack_sweep,         &value_predicate_sweep,
+      &burst_sweep,         &decode_sweep, &dict_predicate_sweep,  &nothing_sweep,     &set_sweep,
+      &symbol_decode_sweep, &unpack_sweep, &value_predicate_sweep, &xlate_share_sweep, &xlate_sweep,
   };
   return families;
 }
