@@ -89,6 +89,18 @@ constexpr UndefinedInput table[] = {
      "a code is not in the dictionary or the code table", "writes codes that are", nullptr},
     {"colx_decode_symbol_dict_<w>bit", "the one length is 0 and colx_cv_row_flags is null",
      "always passes indicators", nullptr},
+    {"colx_gather_<store>_<result>_<index>",
+     "an index leads past the pages of the store or the entries of a page", "checks the indices",
+     nullptr},
+    {"colx_gather_<store>_<result>_<index>",
+     "colx_store_page_shift is above 64, or colx_store_page_hi above 63", "writes neither",
+     nullptr},
+    {"colx_gather_<store>_<result>_fixed", "the index has more than 8 bytes", "refuses the vector",
+     nullptr},
+    {"colx_gather_<store>_dlp_<index>, colx_gather_dlp_<result>_<index>, colx_gather_<result>_dlp",
+     "colx_enc_ctx_dlp_bits is above 63", "refuses the vector", nullptr},
+    {"colx_gather_<store>_<result>_<index>, colx_gather_<result>_<index>", "kctx is null",
+     "always passes a kctx", nullptr},
 };
 
 std::array<uint64_t, std::size(table)> met = {};
