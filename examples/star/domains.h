@@ -1,6 +1,6 @@
 // domains.h: the values from which the benchmark's text columns are drawn.
 //
-// The Star Schema Benchmark takes them over from TPC-H ("TPC Benchmark H, Standard Specification",
+// The Star Schema Benchmark takes them over from TPC-H ("TPC Benchmark H",
 // section 4.2.2.13), from which it derives: regions, nations, priorities, modes, segments,
 // containers, the three syllables of a type and the words of part names, which are its colors.
 #pragma once

@@ -37,15 +37,15 @@ host::Result<EncodedColumn> encode_texts(const Column& column,
     bytes += values.back().size();
   }
   return finish(host::store_dictionary_column<std::string>(values, options),
-                std::string{column.spec.name}, bytes);
+                std::string{column.schema.name}, bytes);
 }
 
 // A column of stored rows, without a dictionary.
 host::Result<EncodedColumn> encode_rows(const Column& column, uint32_t number_bytes,
                                         host::Result<host::StoredColumn> rows) {
-  if (!rows) return host::Error{fmt::format("{}: {}", column.spec.name, rows.message())};
+  if (!rows) return host::Error{fmt::format("{}: {}", column.schema.name, rows.message())};
   EncodedColumn encoded;
-  encoded.name = column.spec.name;
+  encoded.name = column.schema.name;
   encoded.stored = std::move(*rows);
   encoded.number_bytes = number_bytes;
   encoded.plain_bytes = sizeof(uint32_t) * column.cells.size();
@@ -113,7 +113,7 @@ Form form_of(TableId table, size_t column) {
 }
 
 host::Result<EncodedColumn> encode_column(const Column& column, Form form) {
-  const std::string name{column.spec.name};
+  const std::string name{column.schema.name};
   host::DictionaryColumnOptions options;
   switch (form) {
     case Form::days:
@@ -126,7 +126,7 @@ host::Result<EncodedColumn> encode_column(const Column& column, Form form) {
     case Form::codes:
       break;
   }
-  if (column.spec.kind == Kind::text) return encode_texts(column, options);
+  if (column.schema.kind == Kind::text) return encode_texts(column, options);
   return encode_numbers(column, name, options);
 }
 

@@ -47,12 +47,12 @@ std::optional<uint32_t> parse_number(std::string_view field) {
 using Reason = std::optional<std::string>;  // what is wrong; nothing if all is well
 
 Reason add_field(Table& table, size_t column, std::string_view field) {
-  const ColumnSpec& spec = table[column].spec;
+  const ColumnSchema& schema = table[column].schema;
   const auto wrong = [&](std::string_view expected) {
-    return fmt::format("field {} ({}) is {}, expected {}", column + 1, spec.name, quoted(field),
+    return fmt::format("field {} ({}) is {}, expected {}", column + 1, schema.name, quoted(field),
                        expected);
   };
-  if (spec.kind == Kind::text) {
+  if (schema.kind == Kind::text) {
     if (field.size() > longest_text_bytes)
       return wrong(fmt::format("a text of at most {} bytes", longest_text_bytes));
     for (const char letter : field)
@@ -61,7 +61,7 @@ Reason add_field(Table& table, size_t column, std::string_view field) {
     return std::nullopt;
   }
   const std::optional<uint32_t> number = parse_number(field);
-  if (spec.kind == Kind::date && (field.size() != 8 || !number || !is_date_key(*number)))
+  if (schema.kind == Kind::date && (field.size() != 8 || !number || !is_date_key(*number)))
     return wrong("a date as yyyymmdd");
   if (!number) return wrong("a whole number from 0 to 4294967295");
   table.add(column, *number);
@@ -76,9 +76,9 @@ Reason add_line(Table& table, std::string_view line) {
   const size_t fields = bars + (is_ended ? 0 : 1);
   if (fields != columns.size())
     return fmt::format("the line has {} fields, expected {} ({} to {})", fields, columns.size(),
-                       columns.front().spec.name, columns.back().spec.name);
+                       columns.front().schema.name, columns.back().schema.name);
   if (!is_ended)
-    return fmt::format("field {} ({}) is not ended by '|'", fields, columns.back().spec.name);
+    return fmt::format("field {} ({}) is not ended by '|'", fields, columns.back().schema.name);
   for (size_t column = 0; column < columns.size(); ++column) {
     const size_t end = line.find('|');
     if (Reason reason = add_field(table, column, line.substr(0, end))) return reason;
@@ -93,20 +93,20 @@ host::Error line_error(const fs::path& file, uint64_t line, std::string_view rea
 
 host::Result<void> check_keys(const fs::path& directory, const Tables& tables) {
   const auto file_of = [&](TableId id) {
-    return directory / fmt::format("{}.tbl", table_spec(id).name);
+    return directory / fmt::format("{}.tbl", table_schema(id).name);
   };
   for (const TableId id : table_ids) {
     if (id == TableId::lineorder) continue;
     if (const auto twice = find_repeated_key(tables[id]))
       return line_error(file_of(id), twice->row + 1,
-                        fmt::format("{} {} stands in line {} already", tables[id][0].spec.name,
+                        fmt::format("{} {} stands in line {} already", tables[id][0].schema.name,
                                     twice->key, twice->first_row + 1));
   }
   const Table& lineorder = tables[TableId::lineorder];
   for (const ForeignKey& reference : foreign_keys)
     if (const auto row = find_missing_key(lineorder[reference.column], tables[reference.table]))
       return line_error(file_of(TableId::lineorder), *row + 1,
-                        fmt::format("{} {} is not in {}", lineorder[reference.column].spec.name,
+                        fmt::format("{} {} is not in {}", lineorder[reference.column].schema.name,
                                     lineorder[reference.column].cells[*row],
                                     file_of(reference.table).filename().string()));
   return {};
@@ -145,7 +145,7 @@ host::Result<Tables> read_tables(const fs::path& directory) {
     return host::Error{fmt::format("{} is not a directory", directory.string())};
   Tables tables;
   for (const TableId id : table_ids) {
-    auto table = read_table(directory / fmt::format("{}.tbl", table_spec(id).name), id);
+    auto table = read_table(directory / fmt::format("{}.tbl", table_schema(id).name), id);
     if (!table) return table.error();
     tables[id] = std::move(*table);
   }

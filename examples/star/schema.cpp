@@ -7,19 +7,19 @@
 namespace colx::star {
 namespace {
 
-#define COLX_STAR_SPEC(name, kind) ColumnSpec{#name, Kind::kind},
-constexpr ColumnSpec lineorder[] = {COLX_STAR_LINEORDER(COLX_STAR_SPEC)};
-constexpr ColumnSpec customer[] = {COLX_STAR_CUSTOMER(COLX_STAR_SPEC)};
-constexpr ColumnSpec supplier[] = {COLX_STAR_SUPPLIER(COLX_STAR_SPEC)};
-constexpr ColumnSpec part[] = {COLX_STAR_PART(COLX_STAR_SPEC)};
-constexpr ColumnSpec date[] = {COLX_STAR_DATE(COLX_STAR_SPEC)};
-#undef COLX_STAR_SPEC
+#define COLX_STAR_ROW(name, kind) ColumnSchema{#name, Kind::kind},
+constexpr ColumnSchema lineorder[] = {COLX_STAR_LINEORDER(COLX_STAR_ROW)};
+constexpr ColumnSchema customer[] = {COLX_STAR_CUSTOMER(COLX_STAR_ROW)};
+constexpr ColumnSchema supplier[] = {COLX_STAR_SUPPLIER(COLX_STAR_ROW)};
+constexpr ColumnSchema part[] = {COLX_STAR_PART(COLX_STAR_ROW)};
+constexpr ColumnSchema date[] = {COLX_STAR_DATE(COLX_STAR_ROW)};
+#undef COLX_STAR_ROW
 
-constexpr TableSpec specs[] = {{"lineorder", lineorder},
-                               {"customer", customer},
-                               {"supplier", supplier},
-                               {"part", part},
-                               {"date", date}};
+constexpr TableSchema schemas[] = {{"lineorder", lineorder},
+                                   {"customer", customer},
+                                   {"supplier", supplier},
+                                   {"part", part},
+                                   {"date", date}};
 
 uint32_t rounded(double rows) {
   return static_cast<uint32_t>(std::llround(rows));
@@ -27,8 +27,8 @@ uint32_t rounded(double rows) {
 
 }  // namespace
 
-const TableSpec& table_spec(TableId id) {
-  return specs[static_cast<size_t>(id)];
+const TableSchema& table_schema(TableId id) {
+  return schemas[static_cast<size_t>(id)];
 }
 
 uint32_t row_count(TableId id, double scale) {

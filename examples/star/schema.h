@@ -79,17 +79,17 @@ enum class TableId : uint8_t { lineorder, customer, supplier, part, date };
 inline constexpr std::array table_ids = {TableId::lineorder, TableId::customer, TableId::supplier,
                                          TableId::part, TableId::date};
 
-struct ColumnSpec {
+struct ColumnSchema {
   std::string_view name;
   Kind kind;
 };
 
-struct TableSpec {
+struct TableSchema {
   std::string_view name;  // "lineorder": the file is lineorder.tbl
-  std::span<const ColumnSpec> columns;
+  std::span<const ColumnSchema> columns;
 };
 
-const TableSpec& table_spec(TableId id);
+const TableSchema& table_schema(TableId id);
 
 // A column of lineorder whose values are keys (the first column) of another table.
 struct ForeignKey {

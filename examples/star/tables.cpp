@@ -16,7 +16,7 @@ uint32_t TextPool::number_of(std::string_view text) {
 }
 
 Table::Table(TableId id) : id_(id) {
-  for (const ColumnSpec& spec : table_spec(id).columns) columns_.push_back({spec, {}, {}});
+  for (const ColumnSchema& schema : table_schema(id).columns) columns_.push_back({schema, {}, {}});
 }
 
 void Table::reserve(uint32_t rows) {
@@ -42,7 +42,7 @@ void Table::sort_by(size_t column) {
 
 std::string Table::cell(size_t column, size_t row) const {
   const Column& from = columns_[column];
-  return from.spec.kind == Kind::text ? from.text(row) : fmt::to_string(from.cells[row]);
+  return from.schema.kind == Kind::text ? from.text(row) : fmt::to_string(from.cells[row]);
 }
 
 Tables::Tables() {

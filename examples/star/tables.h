@@ -32,7 +32,7 @@ class TextPool {
 };
 
 struct Column {
-  ColumnSpec spec;
+  ColumnSchema schema;
   std::vector<uint32_t> cells;  // numbers, dates as yyyymmdd, or numbers of `texts`
   TextPool texts;
 
@@ -44,7 +44,7 @@ class Table {
   explicit Table(TableId id);
 
   TableId id() const { return id_; }
-  std::string_view name() const { return table_spec(id_).name; }
+  std::string_view name() const { return table_schema(id_).name; }
   uint32_t rows() const { return static_cast<uint32_t>(columns_.front().cells.size()); }
   void reserve(uint32_t rows);
   // Appends a cell to one column: a number or date, or a text that is entered into its pool.

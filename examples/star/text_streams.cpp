@@ -36,7 +36,7 @@ host::Result<TextStream> store_dictionary(const Column& column, host::HostServic
   if (!stored) return stored.error();
   const auto image = stored->expand(services.env());
   if (!image) return image.error();
-  TextStream stream{std::string{column.spec.name},
+  TextStream stream{std::string{column.schema.name},
                     stored->is_compressed() ? "wpak dictionary" : "plain dictionary",
                     stored->num_symbols(), stored->plain_bytes(), stored->stored_bytes()};
   if (image->num_symbols() != texts.size()) stream.wrong = "another number of texts";
@@ -66,9 +66,9 @@ host::Result<std::vector<TextStream>> store_texts(const Table& table,
                                                   host::HostServices& services) {
   std::vector<TextStream> streams;
   for (const Column& column : table.columns()) {
-    if (column.spec.kind != Kind::text) continue;
+    if (column.schema.kind != Kind::text) continue;
     auto stream = store_dictionary(column, services);
-    if (!stream) return host::Error{fmt::format("{}: {}", column.spec.name, stream.message())};
+    if (!stream) return host::Error{fmt::format("{}: {}", column.schema.name, stream.message())};
     streams.push_back(std::move(*stream));
   }
   return streams;
@@ -76,7 +76,7 @@ host::Result<std::vector<TextStream>> store_texts(const Table& table,
 
 host::Result<std::optional<TextStream>> store_digits(const Table& table, size_t column,
                                                      const host::Library& library) {
-  const std::string name{table[column].spec.name};
+  const std::string name{table[column].schema.name};
   std::vector<uint8_t> values;
   for (uint32_t row = 0; row < table.rows(); ++row) {
     const std::string cell = table.cell(column, row);

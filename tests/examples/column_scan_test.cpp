@@ -56,7 +56,7 @@ TEST_P(ColumnForms, EveryComparisonAgreesWithThePlainEvaluation) {
     const auto answer = run_column_scan(two_chunks().engine(), stored(), filter, 1);
     ASSERT_TRUE(answer) << answer.message();
     EXPECT_EQ(difference(*answer, plain_scan(plain(), filter)), std::nullopt)
-        << filter.text(plain().spec.name);
+        << filter.text(plain().schema.name);
     EXPECT_TRUE(ran(*answer, GetParam().kernel_end)) << answer->steps[0].kernel;
   }
 }
@@ -82,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Probe{lo_ordtotalprice, "rows of 1 to 4 bytes", "dynp_32bit"},
                     Probe{lo_revenue, "rows of 1 to 4 bytes", "dynp_32bit"}),
     [](const auto& probe) {
-      return std::string{table_spec(TableId::lineorder).columns[probe.param.column].name};
+      return std::string{table_schema(TableId::lineorder).columns[probe.param.column].name};
     });
 
 TEST(ColumnScan, WalksTheRowsItIsGivenAndNoOthers) {

@@ -49,7 +49,7 @@ TEST(Generate, RowCountsFollowTheScale) {
 TEST(Generate, ColumnsAreAllFilled) {
   for (const TableId id : table_ids)
     for (const Column& column : generated()[id].columns())
-      EXPECT_EQ(column.cells.size(), generated()[id].rows()) << column.spec.name;
+      EXPECT_EQ(column.cells.size(), generated()[id].rows()) << column.schema.name;
 }
 
 // The tables are the same on every machine and with every compiler.
@@ -70,7 +70,7 @@ TEST(Generate, KeysFitTogether) {
     }
   for (const ForeignKey& reference : foreign_keys)
     EXPECT_FALSE(find_missing_key(lineorder()[reference.column], generated()[reference.table]))
-        << lineorder()[reference.column].spec.name;
+        << lineorder()[reference.column].schema.name;
 }
 
 TEST(Generate, NumbersTakeTheirWholeDomain) {

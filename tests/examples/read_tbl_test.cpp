@@ -25,7 +25,7 @@ TEST(ReadTbl, ReadsEveryFieldOfEveryTable) {
   EXPECT_EQ((*tables)[TableId::date].rows(), 10u);
   const auto row_text = [&](TableId id, size_t row) {
     string text;
-    for (size_t column = 0; column < table_spec(id).columns.size(); ++column)
+    for (size_t column = 0; column < table_schema(id).columns.size(); ++column)
       text += (*tables)[id].cell(column, row) + "|";
     return text;
   };
