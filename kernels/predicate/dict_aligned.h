@@ -66,11 +66,14 @@ struct AlignedCodes {
     state.codes += 128;
     prefetch(codes + stream_prefetch_bytes);
     prefetch(codes + stream_prefetch_bytes + 64);
-    return store_rows<lane, rows_per_step, marks>(out, [&](auto v) {
-      Vec stored = load(codes + 16 * v);
-      if constexpr (tests_order(test)) stored = lanes_byte_reversed<lane>(stored);
-      return tested<test, lane, order>(stored, state.bounds);
-    });
+    return store_rows<lane, rows_per_step, marks>(
+        out,
+        [&](auto v) {
+          Vec stored = load(codes + 16 * v);
+          if constexpr (tests_order(test)) stored = lanes_byte_reversed<lane>(stored);
+          return tested<test, lane, order>(stored, state.bounds);
+        },
+        state.bounds.second);
   }
 
   COLX_INLINE static bool row(const State& state, uint32_t r) {

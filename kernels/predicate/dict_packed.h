@@ -159,7 +159,7 @@ struct PackedCodes {
     prefetch(codes + stream_prefetch_bytes);
     if constexpr (shape.bytes > 64) prefetch(codes + stream_prefetch_bytes + 64);
     return store_rows<lane, rows_per_step, marks>(
-        out, [&](auto vector) { return hits<vector>(codes, state); });
+        out, [&](auto vector) { return hits<vector>(codes, state); }, state.bounds[0].second);
   }
 
   COLX_INLINE static bool row(const State& state, uint32_t r) {

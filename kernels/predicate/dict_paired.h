@@ -155,7 +155,7 @@ struct PairedCodes {
     prefetch(codes + 704);
     prefetch(codes + stream_prefetch_bytes);
     return store_rows<half, rows_per_step, marks>(
-        out, [&](auto v) { return tested_vector<v>(codes, state); });
+        out, [&](auto v) { return tested_vector<v>(codes, state); }, state.bounds.second);
   }
 
   COLX_INLINE static bool row(const State& state, uint32_t r) {

@@ -40,36 +40,37 @@ struct Marks {
 
 // Bits of the `Rows` rows, 8 or 16, whose marks begin at vector First.
 template <unsigned L, unsigned Rows, Marks marks, unsigned First, class Lanes>
-COLX_INLINE uint32_t row_bits(const Lanes& lanes) {
+COLX_INLINE uint32_t row_bits(const Lanes& lanes, Vec zero) {
   Vec rows = narrowed_lanes<L, Rows * L / 16, First, marks.zeros>(lanes);
   if constexpr (Rows == 8) rows = narrowed<2>(rows, zeros());
   if constexpr (marks.out_of_order) rows = shuffle(rows, load(marks.order));
-  return top_bits(marks.zeros ? equal<1>(rows, zeros()) : rows);
+  return top_bits(marks.zeros ? equal<1>(rows, zero) : rows);
 }
 
 // One output unit of `Rows` rows, 8, 16, 32 or 64, row 0 in bit 0.
 template <unsigned L, unsigned Rows, Marks marks, unsigned First, class Lanes>
-COLX_INLINE Unsigned<Rows / 8> unit_bits(const Lanes& lanes) {
+COLX_INLINE Unsigned<Rows / 8> unit_bits(const Lanes& lanes, Vec zero) {
   using Unit = Unsigned<Rows / 8>;
   if constexpr (Rows <= 16) {
-    return static_cast<Unit>(row_bits<L, Rows, marks, First>(lanes));
+    return static_cast<Unit>(row_bits<L, Rows, marks, First>(lanes, zero));
   } else {
-    const Unit low = unit_bits<L, Rows / 2, marks, First>(lanes);
-    const Unit high = unit_bits<L, Rows / 2, marks, First + Rows / 2 * L / 16>(lanes);
+    const Unit low = unit_bits<L, Rows / 2, marks, First>(lanes, zero);
+    const Unit high = unit_bits<L, Rows / 2, marks, First + Rows / 2 * L / 16>(lanes, zero);
     return low | high << (Rows / 2);
   }
 }
 
 // Stores the bits of a step of `Rows` rows with plain stores of up to 64 bits and returns how many
-// are set. lanes(Constant<v>) makes vector v of marks in lanes of L bytes.
+// are set. lanes(Constant<v>) makes vector v of marks in lanes of L bytes; if marks are zeros,
+// `zero` is the byte that counts as one.
 template <unsigned L, unsigned Rows, Marks marks, unsigned First = 0, class Lanes>
-COLX_INLINE uint32_t store_rows(uint8_t* out, const Lanes& lanes) {
+COLX_INLINE uint32_t store_rows(uint8_t* out, const Lanes& lanes, Vec zero = zeros()) {
   if constexpr (Rows > 64) {
-    const uint32_t low = store_rows<L, 64, marks, First>(out, lanes);
-    return low + store_rows<L, Rows - 64, marks, First + 64 * L / 16>(out + 8, lanes);
+    const uint32_t low = store_rows<L, 64, marks, First>(out, lanes, zero);
+    return low + store_rows<L, Rows - 64, marks, First + 64 * L / 16>(out + 8, lanes, zero);
   } else {
     using Unit = Unsigned<Rows / 8>;
-    Unit bits = unit_bits<L, Rows, marks, First>(lanes);
+    Unit bits = unit_bits<L, Rows, marks, First>(lanes, zero);
     if constexpr (marks.misses) bits = static_cast<Unit>(~bits);
     store_as<Unit>(out, bits);
     return population(bits);

@@ -75,9 +75,9 @@ constexpr bool marks_misses(Test test, Order order) {
     case Test::above:
       return order == Order::saturated;
     case Test::below:
-      return order != Order::biased;
+      return order == Order::plain;
     case Test::from:
-      return order == Order::biased;
+      return order != Order::plain;
     default:
       return false;
   }
@@ -136,7 +136,8 @@ static_assert(test_bounds<Op::gt_le, NullCodes::none>(UINT64_MAX, UINT64_MAX).no
 static_assert(test_bounds<Op::lt, NullCodes::zero>(1, 0).nothing);
 static_assert(test_bounds<Op::le, NullCodes::zero>(7, 0).first == 1);
 
-// Bounds spread over the lanes, as `tested` wants them.
+// Bounds spread over the lanes, as `tested` wants them. For marks that mean something where they
+// are 0, `second` is that 0.
 struct LaneBounds {
   Vec first;
   Vec second;
@@ -153,11 +154,17 @@ template <Test test, unsigned L, Order order>
 COLX_INLINE LaneBounds lane_bounds(Vec first, Vec last) {
   if constexpr (test == Test::within)
     return {top_bit_added<L>(first), top_bit_added<L>(difference<L>(last, first))};
+  constexpr bool from_below = test == Test::below || test == Test::from;
+  // From c on is the range from c to the highest number.
+  if constexpr (from_below && order == Order::biased)
+    return {top_bit_added<L>(first), top_bit_added<L>(difference<L>(all_ones(), first))};
   if constexpr (tests_order(test) && order == Order::biased)
     return {top_bit_added<L>(first), zeros()};
-  // x >= c as x > c - 1, which holds for 0 too in the signed order.
-  if constexpr ((test == Test::below || test == Test::from) && order == Order::plain)
-    return {sum<L>(first, all_ones()), zeros()};
+  // x >= c as x > c - 1. It holds for 0 too in the signed order; with saturation no difference
+  // would do, and the marks are compared with a number that none of them is.
+  if constexpr (from_below)
+    return {sum<L>(first, all_ones()),
+            order == Order::saturated ? equal<L>(first, zeros()) : zeros()};
   return {first, zeros()};
 }
 
@@ -167,7 +174,8 @@ template <Test test, unsigned L, Order order>
 COLX_INLINE Vec tested(Vec x, const LaneBounds& bounds) {
   constexpr bool from_above = test == Test::above || test == Test::up_to;
   const Vec c = bounds.first;
-  if constexpr (test == Test::within) {
+  if constexpr (test == Test::within ||
+                (order == Order::biased && tests_order(test) && !from_above)) {
     return above_signed<L>(difference<L>(x, c), bounds.second);
   } else if constexpr (test == Test::equal || test == Test::not_equal) {
     return equal<L>(x, c);
@@ -176,10 +184,9 @@ COLX_INLINE Vec tested(Vec x, const LaneBounds& bounds) {
   } else if constexpr (order == Order::plain) {
     return above_signed<L>(x, c);
   } else if constexpr (order == Order::saturated) {
-    return from_above ? saturated_difference<L>(x, c) : saturated_difference<L>(c, x);
+    return saturated_difference<L>(x, c);
   } else {
-    x = top_bit_added<L>(x);
-    return from_above ? above_signed<L>(x, c) : above_signed<L>(c, x);
+    return above_signed<L>(top_bit_added<L>(x), c);
   }
 }
 

@@ -76,9 +76,12 @@ struct ValueRows {
 
   COLX_INLINE static uint32_t step(State& state, uint8_t* out) {
     const auto step = Column::next_step(state.rows);
-    return store_rows<lane, rows_per_step, marks>(out, [&](auto v) {
-      return tested<test, lane, order>(Column::template lanes<v>(step), state.bounds);
-    });
+    return store_rows<lane, rows_per_step, marks>(
+        out,
+        [&](auto v) {
+          return tested<test, lane, order>(Column::template lanes<v>(step), state.bounds);
+        },
+        state.bounds.second);
   }
 
   COLX_INLINE static bool row(State& state, uint32_t r) {
