@@ -13,11 +13,12 @@
 //
 // A row policy of selective scans has
 //   Selected, begin_selected(data, args, src)
-//   selected_row(state, r)   tests row r; called for ascending r
+//   selected_row(state, r)   tests row r; called for ascending r if it takes a state to change
 #pragma once
 
 #include <cstring>
 
+#include "kernels/bitvec/row_batches.h"
 #include "kernels/frame/bytes.h"
 #include "kernels/frame/colx_x86.h"
 #include "kernels/frame/decompression.h"
@@ -109,11 +110,11 @@ COLX_INLINE uint32_t scan(colx_cv* res, colx_cv* src, const ScanArgs& args, colx
   return close_scan(res, src, kctx, in, scan_rows<Rows>(in, args), predicate_rules);
 }
 
-// What a selective scan shares with its siblings: the rows to visit, an iteration over them.
+// What a selective scan shares with its siblings, and the rows to visit.
 struct SelectedRows {
   const uint8_t* data;
   uint64_t* out;
-  colx_lbiwv_ictx iteration;
+  RowBatches batches;
 };
 
 // Rows from `src`, bits from `res`; run-length encoding is not consulted. Clears the output and
@@ -126,24 +127,36 @@ SelectedRows open_selected(const colx_cv* res, const colx_cv* src, colx_kctx* kc
 uint32_t close_selected(colx_cv* res, const colx_cv* src, uint64_t* out, uint32_t count,
                         const ScanRules& rules);
 
-// Rows drawn from the selection at once.
-inline constexpr uint32_t selected_batch_rows = 256;
+template <class Rows>
+COLX_INLINE uint32_t test_selected_row(uint64_t* out, typename Rows::Selected& state, uint32_t r) {
+  const uint64_t hit = Rows::selected_row(state, r);
+  out[r >> 6] |= hit << (r & 63);
+  return static_cast<uint32_t>(hit);
+}
+
+// Policies that can test rows in any order: neighbours then wait for each other only to get at
+// their common output word, which four places of the batch in turns avoid.
+template <class Rows>
+inline constexpr bool in_any_order = requires(const typename Rows::Selected& state) {
+  Rows::selected_row(state, uint32_t{});
+};
 
 template <class Rows>
 COLX_INLINE uint32_t test_selected(SelectedRows& in, typename Rows::Selected& state) {
   uint64_t* const out = in.out;
-  uint32_t batch[selected_batch_rows];
+  uint32_t batch[batch_numbers];
   uint32_t count = 0;
-  uint64_t drawn;
-  do {
-    drawn = colx_lbiwvones_dydi(&in.iteration, batch, selected_batch_rows);
-    for (uint64_t i = 0; i < drawn; ++i) {
-      const uint32_t r = batch[i];
-      const uint64_t hit = Rows::selected_row(state, r);
-      out[r >> 6] |= hit << (r & 63);
-      count += static_cast<uint32_t>(hit);
+  while (const uint32_t drawn = next_batch(in.batches, batch)) {
+    uint32_t i = 0;
+    if constexpr (in_any_order<Rows>) {
+      const uint32_t quarter = drawn / 4;
+      for (; i < quarter; ++i)
+        for (uint32_t place = 0; place < 4; ++place)
+          count += test_selected_row<Rows>(out, state, batch[place * quarter + i]);
+      i = 4 * quarter;
     }
-  } while (drawn == selected_batch_rows);
+    for (; i < drawn; ++i) count += test_selected_row<Rows>(out, state, batch[i]);
+  }
   return count;
 }
 
