@@ -63,12 +63,12 @@ using HashKernel = decltype(colx_hash_hashfn_const_fixed);
 
 // The kernels by layout, for one seed and for a seed a row.
 struct HashKernels {
-  HashKernel* of[static_cast<uint32_t>(Layout::none)][2];
+  HashKernel* of[ordinal(Layout::none)][2];
 };
 
-#define COLX_PLACE(layout)                                                                \
-  kernels.of[static_cast<uint32_t>(Layout::layout)][0] = colx_hash_hashfn_const_##layout; \
-  kernels.of[static_cast<uint32_t>(Layout::layout)][1] = colx_hash_hashfn_stream_##layout;
+#define COLX_PLACE(layout)                                                  \
+  kernels.of[ordinal(Layout::layout)][0] = colx_hash_hashfn_const_##layout; \
+  kernels.of[ordinal(Layout::layout)][1] = colx_hash_hashfn_stream_##layout;
 constexpr HashKernels hash_kernels = [] {
   HashKernels kernels{};
   COLX_HASHED_LAYOUTS(COLX_PLACE)
@@ -128,5 +128,5 @@ uint32_t colx_hash_dydi(colx_cv* res, colx_cv* src, colx_cv* seeds, colx_hash_fn
                                      Layout::lp_sep, Layout::lp>(flags_of(src));
   if (layout == Layout::none) return COLX_NOT_SERVED;
   const bool seed_per_row = seeds->colx_cv_num_of_rows != 1;
-  return hash_kernels.of[static_cast<uint32_t>(layout)][seed_per_row](res, src, seeds, fn);
+  return hash_kernels.of[ordinal(layout)][seed_per_row](res, src, seeds, fn);
 }

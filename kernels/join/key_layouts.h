@@ -15,6 +15,12 @@
 
 namespace colx {
 
+// The number of an enumerator, as an index.
+template <class Enumeration>
+constexpr uint32_t ordinal(Enumeration value) {
+  return static_cast<uint32_t>(value);
+}
+
 enum class Layout : uint32_t {
   fixed,
   lv_sep,
@@ -34,7 +40,7 @@ constexpr uint32_t flag_of(Layout layout) {
   constexpr uint32_t flags[] = {COLX_FIXED, COLX_LV_SEP,      COLX_LV,   COLX_LP_SEP,
                                 COLX_LP,    COLX_HASH_VALUES, COLX_DICT, COLX_HASHRID,
                                 COLX_GD,    COLX_HASHGD};
-  return flags[static_cast<uint32_t>(layout)];
+  return flags[ordinal(layout)];
 }
 static_assert(flag_of(Layout::lp) == COLX_LP && flag_of(Layout::hashgdrid) == COLX_HASHGD);
 

@@ -1,0 +1,212 @@
+// The hash table of the join: chained buckets of one cache line, 64 bytes, in four forms that
+// differ in the bytes of a key and of a value and in nothing else.
+//
+//   byte 0         header: bits 0 to 3 the used slots, bit 6 unique, bit 7 chained
+//   from key_bytes keys in slot order: a tag of low hash bits, or an exact code
+//   up to byte 56  values in slot order
+//   byte 56        address of the next bucket of the chain, valid if chained
+//
+// Slots fill from 0 and are never freed; what lies behind the used ones is stale. While a bucket is
+// unique, none of its keys occurs again in it or further down its chain. Only a full bucket is
+// chained. Buckets need no alignment, and all of a bucket may be read.
+#pragma once
+
+#include "kernels/frame/vectors.h"
+#include "kernels/join/key_layouts.h"
+
+namespace colx {
+
+inline constexpr uint32_t bucket_bytes = 64;
+inline constexpr uint32_t next_bucket_at = 56;
+inline constexpr uint8_t used_slots_mask = 0x0F;
+inline constexpr uint8_t unique_mark = 0x40;
+inline constexpr uint8_t chained_mark = 0x80;
+
+template <unsigned key_width, unsigned value_width>
+struct BucketForm {
+  using Key = Unsigned<key_width>;
+  using Value = Unsigned<value_width>;
+  static constexpr unsigned key_bytes = key_width;
+  static constexpr unsigned value_bytes = value_width;
+  static constexpr unsigned slots = (next_bucket_at - key_bytes) / (key_bytes + value_bytes);
+  static constexpr unsigned keys_at = key_bytes;
+  static constexpr unsigned values_at = next_bucket_at - slots * value_bytes;
+  static_assert(keys_at + slots * key_bytes <= values_at && slots <= used_slots_mask);
+
+  COLX_INLINE static uint8_t* key_at(uint8_t* bucket, uint32_t slot) {
+    return bucket + keys_at + slot * key_bytes;
+  }
+  COLX_INLINE static uint8_t* value_at(uint8_t* bucket, uint32_t slot) {
+    return bucket + values_at + slot * value_bytes;
+  }
+  COLX_INLINE static Value value(const uint8_t* bucket, uint32_t slot) {
+    return load_as<Value>(bucket + values_at + slot * value_bytes);
+  }
+
+  // Bit i: slot i is among the first `used` and holds the key.
+  COLX_INLINE static uint32_t slots_of(const uint8_t* bucket, Key key, uint32_t used) {
+    constexpr unsigned lanes = 16 / key_bytes;
+    const Vec wanted = splat<key_bytes>(key);
+    const uint8_t* const keys = bucket + keys_at;
+    Vec same = equal<key_bytes>(load(keys), wanted);
+    Vec rest = zeros();
+    if constexpr (slots > lanes) rest = equal<key_bytes>(load(keys + 16), wanted);
+    same = narrowed<key_bytes>(same, rest);
+    if constexpr (key_bytes == 4) same = narrowed<2>(same, zeros());
+    return top_bits(same) & ((1u << used) - 1);
+  }
+};
+static_assert(BucketForm<2, 8>::slots == 5 && BucketForm<2, 8>::values_at == 16);
+static_assert(BucketForm<2, 4>::slots == 9 && BucketForm<2, 4>::values_at == 20);
+static_assert(BucketForm<4, 8>::slots == 4 && BucketForm<4, 8>::values_at == 24);
+static_assert(BucketForm<4, 4>::slots == 6 && BucketForm<4, 4>::values_at == 32);
+
+// In the order of their codes: form f has code 1 << f.
+enum class TableForm : uint32_t { k2v8, k2v4, k4v8, k4v4, none };
+static_assert(1u << ordinal(TableForm::k4v4) == COLX_HT_K4V4);
+
+template <TableForm form>
+using FormOf = BucketForm<form == TableForm::k2v8 || form == TableForm::k2v4 ? 2 : 4,
+                          form == TableForm::k2v8 || form == TableForm::k4v8 ? 8 : 4>;
+
+// Hash bits 0 to `highest`; 63 and above are all bits.
+COLX_INLINE uint64_t bits_up_to(uint8_t highest) {
+  return highest >= 63 ? ~uint64_t{0} : (uint64_t{1} << (highest + 1)) - 1;
+}
+
+// How a hash leads to a bucket.
+struct BucketChoice {
+  void* const* buckets;  // an array of buckets per partition
+  uint64_t bucket_mask;
+  uint64_t part_mask;  // 0: partition 0 whatever the hash
+  uint32_t part_shift;
+  uint32_t part_low_bits;
+  uint64_t low_mask;  // low hash bits that join the partition number
+};
+
+// A table is one partition if the partition field adds no bits to the bucket field.
+COLX_INLINE BucketChoice bucket_choice(const colx_ht* ht) {
+  const bool one_partition =
+      ht->colx_ht_part_hi == ht->colx_ht_bucket_hi && ht->colx_ht_part_low_bits == 0;
+  return {ht->colx_ht_buckets,
+          bits_up_to(ht->colx_ht_bucket_hi),
+          one_partition ? 0 : bits_up_to(ht->colx_ht_part_hi),
+          ht->colx_ht_part_shift,
+          ht->colx_ht_part_low_bits,
+          (uint64_t{1} << (ht->colx_ht_part_low_bits & 63)) - 1};
+}
+
+// Buckets by hash. Without partitions the one array is looked up once.
+template <class Form, bool partitioned>
+struct BucketFinder {
+  BucketChoice choice;
+  uint8_t* first;             // bucket array of partition 0
+  uint64_t bucket_byte_mask;  // of the hash without its tag, times the bytes of a bucket
+
+  COLX_INLINE explicit BucketFinder(const BucketChoice& of)
+      : choice(of),
+        first(static_cast<uint8_t*>(of.buckets[0])),
+        bucket_byte_mask((of.bucket_mask >> (8 * Form::key_bytes)) * bucket_bytes) {}
+
+  COLX_INLINE uint64_t partition(uint64_t hash) const {
+    if constexpr (!partitioned) return 0;
+    const uint64_t high = (hash & choice.part_mask) >> (choice.part_shift & 63);
+    return high << (choice.part_low_bits & 63) | (hash & choice.low_mask);
+  }
+
+  COLX_INLINE uint8_t* bucket(uint64_t hash, uint64_t partition) const {
+    uint8_t* array = first;
+    if constexpr (partitioned) array = static_cast<uint8_t*>(choice.buckets[partition]);
+    constexpr unsigned tag_to_bytes = 8 * Form::key_bytes - std::countr_zero(bucket_bytes);
+    return array + (hash >> tag_to_bytes & bucket_byte_mask);
+  }
+  COLX_INLINE uint8_t* bucket(uint64_t hash) const { return bucket(hash, partition(hash)); }
+};
+
+// Reads the header of every row's first bucket by plain loads and gives the OR of `fact(header)`.
+// No load waits for another one, so the misses of neighbouring rows overlap.
+template <class Form, bool partitioned, class Rows, class Fact>
+COLX_INLINE uint32_t headers_or(const Rows& of, uint32_t rows, const BucketChoice& choice,
+                                Fact fact) {
+  const BucketFinder<Form, partitioned> finder(choice);
+  uint32_t all = 0;
+#pragma GCC unroll 2
+  for (uint32_t r = 0; r < rows; ++r) all |= fact(*finder.bucket(of.hash(r)));
+  return all;
+}
+
+// The rows of a block: hash, and the key that a slot keeps.
+struct HashRows {
+  const uint64_t* hashes;
+  COLX_INLINE uint64_t hash(uint32_t r) const { return load_as<uint64_t>(hashes + r); }
+  COLX_INLINE uint64_t key(uint32_t r) const { return hash(r); }
+};
+
+struct CodeRows {
+  const uint64_t* hashes;
+  const uint32_t* codes;
+  COLX_INLINE uint64_t hash(uint32_t r) const { return load_as<uint64_t>(hashes + r); }
+  COLX_INLINE uint64_t key(uint32_t r) const { return load_as<uint32_t>(codes + r); }
+};
+
+struct HashridRows {
+  const void* records;
+  COLX_INLINE const uint8_t* at(uint32_t r) const {
+    return bytes_at(records, size_t{r} * sizeof(HashridRecord));
+  }
+  COLX_INLINE uint64_t hash(uint32_t r) const {
+    return load_as<uint64_t>(at(r) + offsetof(HashridRecord, hash));
+  }
+  COLX_INLINE uint64_t key(uint32_t r) const { return hash(r); }
+  COLX_INLINE uint64_t value(uint32_t r) const { return load_as<uint64_t>(at(r)); }
+};
+
+struct HashgdridRows {
+  const void* records;
+  COLX_INLINE const uint8_t* at(uint32_t r) const {
+    return bytes_at(records, size_t{r} * sizeof(HashgdridRecord));
+  }
+  COLX_INLINE uint64_t hash(uint32_t r) const { return load_as<uint64_t>(at(r)); }
+  COLX_INLINE uint64_t key(uint32_t r) const {
+    return load_as<uint32_t>(at(r) + offsetof(HashgdridRecord, code));
+  }
+  COLX_INLINE uint64_t value(uint32_t r) const {
+    return load_as<uint64_t>(at(r) + offsetof(HashgdridRecord, rid));
+  }
+};
+
+// The values of a block that stand beside its keys: numbers from `first` on, whole, or an array of
+// the table's value size.
+struct NumberedValues {
+  uint64_t first;
+  COLX_INLINE uint64_t value(uint32_t r) const { return first + r; }
+};
+
+template <class Form>
+struct ArrayValues {
+  const void* values;
+  COLX_INLINE uint64_t value(uint32_t r) const {
+    return load_as<typename Form::Value>(bytes_at(values, size_t{r} * Form::value_bytes));
+  }
+};
+
+// Where the values come from: row numbers, an array, the records of the keys.
+enum class RowValue : uint32_t { autorid, payload, record };
+
+// What a pass gets of the vector of values for the rows from `row` on: the number of the first, or
+// the address of its value.
+template <RowValue kind, class Form>
+COLX_INLINE auto values_from(const colx_cv* payload, uint64_t row) {
+  if constexpr (kind == RowValue::autorid) {
+    return payload->colx_cv_base_rid + row;
+  } else {
+    return static_cast<const void*>(bytes_at(payload->colx_cv_data, row * Form::value_bytes));
+  }
+}
+
+// The codes of a vector from `row` on.
+COLX_INLINE const uint32_t* codes_from(const colx_cv* src, uint64_t row) {
+  return reinterpret_cast<const uint32_t*>(bytes_at(src->colx_cv_data, row * 4));
+}
+
+}  // namespace colx
