@@ -15,9 +15,14 @@ namespace {
 
 using Read = std::vector<std::optional<int64_t>>;
 
-struct Readers : testing::Test {
-  OracleDecoders decoders;
-  Library library = decoders.library();
+enum class Decoders { oracle, built };
+
+// Everything is read twice: through the decoders' oracles, which tell what the readers ask of a
+// library, and through the library as it was built.
+struct Readers : testing::TestWithParam<Decoders> {
+  OracleDecoders oracles;
+  Library library =
+      GetParam() == Decoders::oracle ? oracles.library() : Library::open(COLX_LIBRARY_FILE).value();
   HostServices services{library};
 
   static void append(Read& read, const ValueBatch& batch) {
@@ -71,7 +76,7 @@ std::vector<DictionaryColumnOptions> forms(const RowBits* present) {
           {.present = present, .chunk_rows = 150, .runs = RunLengthOptions{16, true}}};
 }
 
-TEST_F(Readers, DecodeAColumnToItsValuesInBatchesOfAnySize) {
+TEST_P(Readers, DecodeAColumnToItsValuesInBatchesOfAnySize) {
   for (const int64_t distinct : {1, 2, 7, 300}) {
     const Sample sample(400, distinct);
     for (const DictionaryColumnOptions& form : forms(&sample.present)) {
@@ -84,7 +89,7 @@ TEST_F(Readers, DecodeAColumnToItsValuesInBatchesOfAnySize) {
   }
 }
 
-TEST_F(Readers, DecodeSelectedRowsOfAChunk) {
+TEST_P(Readers, DecodeSelectedRowsOfAChunk) {
   const Sample sample(400, 50);
   for (const DictionaryColumnOptions& form : forms(&sample.present)) {
     const auto stored = store_dictionary_column<int64_t>(sample.values, form).value();
@@ -105,7 +110,7 @@ TEST_F(Readers, DecodeSelectedRowsOfAChunk) {
   }
 }
 
-TEST_F(Readers, DecodeListedRows) {
+TEST_P(Readers, DecodeListedRows) {
   const Sample sample(400, 50);
   for (const DictionaryColumnOptions& form : forms(&sample.present)) {
     const auto stored = store_dictionary_column<int64_t>(sample.values, form).value();
@@ -125,7 +130,7 @@ TEST_F(Readers, DecodeListedRows) {
   }
 }
 
-TEST_F(Readers, ListedRowsMayFallOnlyWhereRowsAreStoredOneByOne) {
+TEST_P(Readers, ListedRowsMayFallOnlyWhereRowsAreStoredOneByOne) {
   const Sample sample(20, 5);
   const std::vector<uint32_t> falling{7, 3};
   const auto plain = store_dictionary_column<int64_t>(sample.values).value();
@@ -138,7 +143,7 @@ TEST_F(Readers, ListedRowsMayFallOnlyWhereRowsAreStoredOneByOne) {
             "entry 1 asks for row 3 behind row 7; rows of a run-length chunk rise");
 }
 
-TEST_F(Readers, DecodeText) {
+TEST_P(Readers, DecodeText) {
   const std::vector<std::string_view> words{"pear", "fig", "apple", "fig"};
   const auto stored = store_dictionary_column<std::string>(words).value();
   auto reader = ColumnReader::open(library, services, stored.column).value();
@@ -150,14 +155,14 @@ TEST_F(Readers, DecodeText) {
   EXPECT_EQ(stored.dictionary.value(batch.codes[1]), "fig");
 }
 
-TEST_F(Readers, DecodeAColumnOfNullsOnly) {
+TEST_P(Readers, DecodeAColumnOfNullsOnly) {
   const RowBits none(3);
   const std::vector<int64_t> values(3);
   const auto stored = store_dictionary_column<int64_t>(values, {.present = &none}).value();
   EXPECT_EQ(read_column(stored.column, 2), Read(3));
 }
 
-TEST_F(Readers, CodesWithoutADictionaryAreReadAsCodes) {
+TEST_P(Readers, CodesWithoutADictionaryAreReadAsCodes) {
   const auto column = store_codes(std::vector<uint64_t>{3, 1, 2}).value();
   auto reader = ChunkReader::open(library, services, column, 0).value();
   EXPECT_EQ(reader.next(8).message(), "the column's codes have no dictionary; read next_codes()");
@@ -169,15 +174,16 @@ TEST_F(Readers, CodesWithoutADictionaryAreReadAsCodes) {
             "the column's codes have no dictionary");
 }
 
-TEST_F(Readers, AnEmptyColumnHasNoValues) {
+TEST_P(Readers, AnEmptyColumnHasNoValues) {
   const auto stored = store_dictionary_column<int64_t>({}).value();
   EXPECT_EQ(read_column(stored.column, 10), Read{});
 }
 
-TEST_F(Readers, RefuseWhatCannotBeRead) {
+TEST_P(Readers, RefuseWhatCannotBeRead) {
   const auto wide = store_codes(std::vector<uint64_t>{1}, {.width_bits = 64}).value();
   EXPECT_EQ(ChunkReader::open(library, services, wide, 0).message(),
-            "oracles: has no kernel colx_decode_unpack_dict_64bit");
+            std::string{GetParam() == Decoders::oracle ? "oracles" : COLX_LIBRARY_FILE} +
+                ": has no kernel colx_decode_unpack_dict_64bit");
   const auto codes = store_codes(std::vector<uint64_t>{1}).value();
   EXPECT_EQ(ChunkReader::open(library, services, codes, 1).message(),
             "chunk 1 of a column with 1 chunks");
@@ -194,6 +200,11 @@ TEST_F(Readers, RefuseWhatCannotBeRead) {
   EXPECT_EQ(ColumnReader::open(library, services, stored.column, 0).message(),
             "batches of 0 rows: use 1 or more");
 }
+
+INSTANTIATE_TEST_SUITE_P(, Readers, testing::Values(Decoders::oracle, Decoders::built),
+                         [](const auto& decoders) {
+                           return decoders.param == Decoders::oracle ? "Oracle" : "Built";
+                         });
 
 }  // namespace
 }  // namespace colx::host
