@@ -12,6 +12,7 @@
 #pragma once
 
 #include "kernels/frame/vectors.h"
+#include "kernels/join/bit_fields.h"
 #include "kernels/join/key_layouts.h"
 
 namespace colx {
@@ -68,11 +69,6 @@ static_assert(1u << ordinal(TableForm::k4v4) == COLX_HT_K4V4);
 template <TableForm form>
 using FormOf = BucketForm<form == TableForm::k2v8 || form == TableForm::k2v4 ? 2 : 4,
                           form == TableForm::k2v8 || form == TableForm::k4v8 ? 8 : 4>;
-
-// Hash bits 0 to `highest`; 63 and above are all bits.
-COLX_INLINE uint64_t bits_up_to(uint8_t highest) {
-  return highest >= 63 ? ~uint64_t{0} : (uint64_t{1} << (highest + 1)) - 1;
-}
 
 // How a hash leads to a bucket.
 struct BucketChoice {

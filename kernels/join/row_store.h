@@ -9,15 +9,12 @@
 #pragma once
 
 #include "kernels/frame/colx_x86.h"
+#include "kernels/join/bit_fields.h"
 #include "kernels/join/key_layouts.h"
 
 namespace colx {
 
 enum class Store { lp, dlp, cla };
-
-constexpr uint64_t low_bits(unsigned bits) {
-  return bits >= 64 ? ~uint64_t{0} : (uint64_t{1} << bits) - 1;
-}
 
 inline constexpr uint64_t lp_record_bytes = 16;
 
@@ -39,7 +36,7 @@ struct IndexSplit {
   unsigned shift;
 
   COLX_INLINE explicit IndexSplit(const colx_row_store* store)
-      : page_mask(low_bits(store->colx_store_page_hi + 1u)),
+      : page_mask(bits_up_to(store->colx_store_page_hi)),
         entry_mask(low_bits(store->colx_store_page_shift)),
         shift(store->colx_store_page_shift & 63) {
     if (store->colx_store_page_shift == 64) page_mask = 0;
