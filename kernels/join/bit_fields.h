@@ -14,7 +14,7 @@ constexpr uint64_t low_bits(unsigned count) {
 constexpr uint64_t bits_up_to(unsigned highest) {
   return low_bits(highest + 1);
 }
-static_assert(bits_up_to(0) == 1 && bits_through(62) == ~uint64_t{0} >> 1);
+static_assert(bits_up_to(0) == 1 && bits_up_to(62) == ~uint64_t{0} >> 1);
 static_assert(bits_up_to(63) == ~uint64_t{0});
 
 }  // namespace colx
