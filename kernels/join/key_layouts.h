@@ -176,6 +176,13 @@ struct Values<Layout::dict> {
   COLX_INLINE void pass(RowBytes) { bit += width; }
 };
 
+// What a probe writes.
+struct RidvalueRecord {
+  uint64_t rid;
+  uint64_t value;
+};
+static_assert(sizeof(RidvalueRecord) == 16 && offsetof(RidvalueRecord, value) == 8);
+
 // Records that come with their hash, and in one of them with an exact code and a row id.
 struct HashridRecord {
   uint64_t rid;
