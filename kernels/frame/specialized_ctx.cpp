@@ -61,13 +61,8 @@ extern constinit const colx_specialized_ctx colx_global_specialized_ctx = {
     .colx_sctx_prefix_decode = colx_prefix_decode_dydi,
     .colx_sctx_hash = colx_hash_dydi,
     .colx_sctx_ht_build = colx_ht_build_dydi,
-<<<<<<< HEAD
-    .colx_sctx_ht_probe = pending,
-    .colx_sctx_partition = colx_partition_dydi,
-=======
     .colx_sctx_ht_probe = colx_ht_probe_dydi,
-    .colx_sctx_partition = pending,
->>>>>>> fb44c49 (Probe hash tables with keys of every layout, first buckets of many rows at a time)
+    .colx_sctx_partition = colx_partition_dydi,
     .colx_sctx_gather = colx_gather_dydi,
     .colx_sctx_transpose_reference = colx_transpose_reference_dydi,
     .colx_sctx_transpose_convert = colx_transpose_convert_dydi,
