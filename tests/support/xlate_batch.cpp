@@ -1,4 +1,6 @@
 // The kernels and inputs of translations.
+#include <gtest/gtest.h>
+
 #include <algorithm>
 
 #include "tests/oracle/bit_vectors.h"
@@ -97,6 +99,13 @@ const std::vector<XlateKernel>& xlate_kernels() {
   return kernels;
 }
 
+void for_each_xlate_kernel(const std::function<void(const XlateKernel&)>& body) {
+  for (const XlateKernel& kernel : xlate_kernels()) {
+    SCOPED_TRACE(kernel.name);
+    body(kernel);
+  }
+}
+
 XlateBatch random_xlate_batch(const XlateKernel& kernel, uint32_t start, uint32_t count,
                               unsigned hit_percent, Random& random) {
   XlateBatch batch;
@@ -116,8 +125,8 @@ XlateBatch xlate_batch_of(const XlateKernel& kernel, uint32_t start, const Numbe
   batch.start = start;
   const auto count = static_cast<uint32_t>(found.size());
   if (kernel.translation.form == COLX_XLATE_IND) {
-    batch.mask = 0xFF;
-    batch.shift = 8;
+    batch.mask = 0x3FF;
+    batch.shift = 10;
     batch.pages.push_back(found);
   } else {
     batch.base = kernel.translation.form == COLX_XLATE_OFF ? 1000 : 0;
@@ -125,6 +134,13 @@ XlateBatch xlate_batch_of(const XlateKernel& kernel, uint32_t start, const Numbe
   }
   for (uint32_t i = 0; i < count; ++i) batch.keys.push_back(batch.base + i);
   return batch;
+}
+
+XlateBatch batch_with_hits(const XlateKernel& kernel, uint32_t start, uint32_t count,
+                           const Numbers& hits) {
+  Numbers found(count, kernel.marker());
+  for (const uint32_t row : hits) found[row - start] = kernel.marker() - 1;
+  return xlate_batch_of(kernel, start, found);
 }
 
 void select(XlateBatch& batch, uint32_t row) {

@@ -128,7 +128,10 @@ void XlateStage::place_levels() {
   levels->colx_enc_ctx_xlate_shift = batch_.shift;
   levels->colx_enc_ctx_xlate_mask = batch_.mask;
   table.colx_cv_encoding_context = levels;
-
+  if (batch_.raw_table != nullptr) {
+    table.colx_cv_bits = static_cast<uint64_t*>(const_cast<void*>(batch_.raw_table));
+    return;
+  }
   std::array<size_t, most_pages> used = {};
   for (uint32_t row = batch_.start; row != batch_.rows(); ++row) {
     if (!looks_at(row)) continue;
@@ -225,12 +228,19 @@ XlateRun XlateStage::call() {
   run.flags_out = kctx.colx_kctx_flags_out;
   for (uint32_t row = batch_.start; row != batch_.rows(); ++row) {
     if (oracle::bit_at(bits_at_, row - batch_.first_word() * 64)) run.hits.push_back(row);
-    if (kernel_.translation.writes_codes) {
-      run.codes.push_back(
-          oracle::element_at(codes_at_, kernel_.translation.element_bits, row - first_code_row()));
-    }
   }
+  run.codes = codes();
   return run;
+}
+
+Numbers XlateStage::codes() const {
+  Numbers codes;
+  if (!kernel_.translation.writes_codes) return codes;
+  for (uint32_t row = batch_.start; row != batch_.rows(); ++row) {
+    codes.push_back(
+        oracle::element_at(codes_at_, kernel_.translation.element_bits, row - first_code_row()));
+  }
+  return codes;
 }
 
 std::string XlateStage::bits_difference(const oracle::XlateOutcome& expected) const {
@@ -301,6 +311,11 @@ std::string xlate_difference(const XlateKernel& kernel, const XlateBatch& batch)
 XlateRun run_xlate(const XlateKernel& kernel, const XlateBatch& batch) {
   xlate_stage().set(kernel, batch);
   return xlate_stage().call();
+}
+
+Numbers codes_before(const XlateKernel& kernel, const XlateBatch& batch) {
+  xlate_stage().set(kernel, batch);
+  return xlate_stage().codes();
 }
 
 }  // namespace colx::test

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,6 +26,8 @@ struct XlateKernel {
   const char* name;
   colx_binary_fn kernel;
   oracle::Translation translation;
+
+  uint32_t marker() const { return oracle::no_mapping(translation.element_bits); }
 };
 
 uint32_t element_width_code(unsigned element_bits);
@@ -34,6 +37,9 @@ XlateKernel xlate_kernel(uint32_t form, unsigned element_bits, bool writes_codes
 
 // All 27, by form and element.
 const std::vector<XlateKernel>& xlate_kernels();
+
+// Calls body(kernel) for each of them, with its name in every failure.
+void for_each_xlate_kernel(const std::function<void(const XlateKernel&)>& body);
 
 struct XlateBatch {
   uint32_t start = 0;  // the first row
@@ -64,8 +70,13 @@ struct XlateBatch {
 XlateBatch random_xlate_batch(const XlateKernel& kernel, uint32_t start, uint32_t count,
                               unsigned hit_percent, Random& random);
 
-// Keys that find these elements, up to 256, one after the other.
+// Keys that find these elements, up to 1024, one after the other.
 XlateBatch xlate_batch_of(const XlateKernel& kernel, uint32_t start, const Numbers& found);
+
+// `count` rows from `start` on, 1024 at most, of which those in `hits` find the element one below
+// the marker and all others the marker.
+XlateBatch batch_with_hits(const XlateKernel& kernel, uint32_t start, uint32_t count,
+                           const Numbers& hits);
 
 // Selects a row of the batch, and no other one that was not selected before.
 void select(XlateBatch& batch, uint32_t row);
@@ -89,6 +100,7 @@ class XlateStage {
   // The first thing that the call left behind otherwise than the oracle says; empty if none.
   std::string difference(const XlateRun& run, const oracle::XlateOutcome& expected) const;
   oracle::XlateOutcome expected() const;
+  Numbers codes() const;  // as they stand, at the rows from the first on
 
   colx_cv res;
   colx_cv src;
@@ -139,5 +151,8 @@ std::string xlate_difference(const XlateKernel& kernel, const XlateBatch& batch)
 
 // For the examples: what the call left behind.
 XlateRun run_xlate(const XlateKernel& kernel, const XlateBatch& batch);
+
+// The codes that are there before a call.
+Numbers codes_before(const XlateKernel& kernel, const XlateBatch& batch);
 
 }  // namespace colx::test
