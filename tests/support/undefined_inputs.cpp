@@ -101,6 +101,12 @@ constexpr UndefinedInput table[] = {
      "colx_enc_ctx_dlp_bits is above 63", "refuses the vector", nullptr},
     {"colx_gather_<store>_<result>_<index>, colx_gather_<result>_<index>", "kctx is null",
      "always passes a kctx", nullptr},
+    {"colx_transpose_reference_lv, colx_transpose_reference_lv_sep, colx_transpose_reference_lp",
+     "the block is negative (the matrix at `base` serves fixed and lp_sep alone)",
+     "always passes a block", nullptr},
+    {"colx_transpose_convert_<row|col>_cla",
+     "`from` is above 0 and the entry before the offset position cannot be read",
+     "keeps the offsets in one array", nullptr},
 };
 
 std::array<uint64_t, std::size(table)> met = {};
