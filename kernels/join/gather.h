@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "kernels/join/gather_ahead.h"
 #include "kernels/join/gather_kernels.h"
 #include "kernels/join/gather_results.h"
 #include "kernels/join/gather_sources.h"
@@ -34,6 +35,49 @@ COLX_INLINE uint64_t put_rows(const From& from, Into& into, uint64_t row, uint64
   return row;
 }
 
+// Values of a width that is that of a word have a loop of their own.
+template <class Word, class From>
+COLX_INLINE uint64_t put_words(const From& from, GatherResult<Result::fixed>& into, uint64_t row,
+                               uint64_t end) {
+#pragma GCC unroll 4
+  for (; row < end; ++row) {
+    store_as(into.data, load_as<Word>(from.value(row).bytes));
+    into.data += sizeof(Word);
+  }
+  return row;
+}
+
+template <class From>
+COLX_INLINE uint64_t put_rows(const From& from, GatherResult<Result::fixed>& into, uint64_t row,
+                              uint64_t end) {
+  switch (into.value_bytes) {
+    case 2:
+      return put_words<uint16_t>(from, into, row, end);
+    case 4:
+      return put_words<uint32_t>(from, into, row, end);
+    case 8:
+      return put_words<uint64_t>(from, into, row, end);
+    case 16:
+      return put_words<Vec>(from, into, row, end);
+    default:
+      for (; row < end; ++row) into.put(from, row);
+      return row;
+  }
+}
+
+// Writes rows as put_rows does, in groups, while what later groups refer to is under way.
+template <class From, class Into>
+COLX_INLINE uint64_t put_all_rows(const From& from, Into& into, uint64_t row, uint64_t end) {
+  LookAhead<Into::reads_values> ahead(row);
+  while (row < end) {
+    const uint64_t group_end = ahead.group_end(from, row, end);
+    const uint64_t done = put_rows(from, into, row, group_end);
+    if (done < group_end) return done;
+    row = done;
+  }
+  return row;
+}
+
 template <Result R, class From>
 COLX_INLINE uint32_t gather(const From& from, const colx_cv* res, const colx_cv* src,
                             const colx_row_store* store, colx_kctx* kctx) {
@@ -41,7 +85,7 @@ COLX_INLINE uint32_t gather(const From& from, const colx_cv* res, const colx_cv*
   uint64_t row = kctx->colx_kctx_position;
   if (row < rows) {
     GatherResult<R> into(res, store);
-    row = put_rows(from, into, row, fitting_end(into, res->colx_cv_capacity, row, rows));
+    row = put_all_rows(from, into, row, fitting_end(into, res->colx_cv_capacity, row, rows));
     if (row < rows) {
       kctx->colx_kctx_position = static_cast<uint32_t>(row);
       return COLX_OUT_OF_ROOM;
