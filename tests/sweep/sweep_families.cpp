@@ -3,6 +3,7 @@
 namespace colx::test {
 
 // Each family stands in its own file and here.
+extern const SweepFamily arithmetic_sweep;
 extern const SweepFamily burst_sweep;
 extern const SweepFamily decode_sweep;
 extern const SweepFamily dict_predicate_sweep;
@@ -16,8 +17,9 @@ extern const SweepFamily xlate_sweep;
 
 std::span<const SweepFamily* const> sweep_families() {
   static constexpr const SweepFamily* families[] = {
-      &burst_sweep,         &decode_sweep, &dict_predicate_sweep,  &nothing_sweep,     &set_sweep,
-      &symbol_decode_sweep, &unpack_sweep, &value_predicate_sweep, &xlate_share_sweep, &xlate_sweep,
+      &arithmetic_sweep,      &burst_sweep,       &decode_sweep,        &dict_predicate_sweep,
+      &nothing_sweep,         &set_sweep,         &symbol_decode_sweep, &unpack_sweep,
+      &value_predicate_sweep, &xlate_share_sweep, &xlate_sweep,
   };
   return families;
 }
