@@ -160,6 +160,25 @@
 // A column's share of a group key, through a table of such codes.
 #define COLX_GROUPKEY(K) COLX_XLATE_ELEMENTS(COLX_XLATE_CODES_OF, groupkey, K)
 
+// Arithmetic on rows of two operands, by type and by their byte forms, native or canonical; _sum
+// adds the results up.
+#define COLX_ARITHMETIC_OF(type, l, r, code, op, K)             \
+  K(binary, colx_##op##_##type##_##l##_##r, op, fixed, code, 0) \
+  K(binary, colx_##op##_##type##_##l##_##r##_sum, op, fixed, code, 1)
+#define COLX_ARITHMETIC_FORMS(type, is_double, ...)                                   \
+  COLX_ARITHMETIC_OF(type, n, n, is_double, __VA_ARGS__)                              \
+  COLX_ARITHMETIC_OF(type, c, n, is_double | COLX_WIDTH_LEFT_CANONICAL, __VA_ARGS__)  \
+  COLX_ARITHMETIC_OF(type, n, c, is_double | COLX_WIDTH_RIGHT_CANONICAL, __VA_ARGS__) \
+  COLX_ARITHMETIC_OF(                                                                 \
+      type, c, c, is_double | COLX_WIDTH_LEFT_CANONICAL | COLX_WIDTH_RIGHT_CANONICAL, __VA_ARGS__)
+#define COLX_ARITHMETIC_TYPES(...)             \
+  COLX_ARITHMETIC_FORMS(float, 0, __VA_ARGS__) \
+  COLX_ARITHMETIC_FORMS(double, COLX_WIDTH_DOUBLE, __VA_ARGS__)
+#define COLX_ARITHMETIC(K)      \
+  COLX_ARITHMETIC_TYPES(add, K) \
+  COLX_ARITHMETIC_TYPES(sub, K) \
+  COLX_ARITHMETIC_TYPES(mul, K)
+
 // All table kernels, and those of them that hand over to a twin named <kernel>_selective.
 #define COLX_TABLE_KERNELS(K) \
   COLX_SELECTIVE_TWINS(K)     \
@@ -169,7 +188,8 @@
   COLX_DECODE_SYMBOL(K)       \
   COLX_BURST(K)               \
   COLX_SUM_DISTINCT(K)        \
-  COLX_GROUPKEY(K)
+  COLX_GROUPKEY(K)            \
+  COLX_ARITHMETIC(K)
 #define COLX_SELECTIVE_TWINS(K) \
   COLX_DICT_ALIGNED(K)          \
   COLX_DICT_PACKED(K)           \

@@ -239,6 +239,34 @@ COLX_INLINE Vec widened_high(Vec a) {
   return alternated_high<L>(a, zeros());
 }
 
+// Lanes of floating-point numbers, Number being float or double; each lane is rounded by itself.
+template <class Number>
+COLX_INLINE Vec number_sum(Vec a, Vec b) {
+  if constexpr (sizeof(Number) == 4)
+    return _mm_castps_si128(_mm_add_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b)));
+  else
+    return _mm_castpd_si128(_mm_add_pd(_mm_castsi128_pd(a), _mm_castsi128_pd(b)));
+}
+template <class Number>
+COLX_INLINE Vec number_difference(Vec a, Vec b) {
+  if constexpr (sizeof(Number) == 4)
+    return _mm_castps_si128(_mm_sub_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b)));
+  else
+    return _mm_castpd_si128(_mm_sub_pd(_mm_castsi128_pd(a), _mm_castsi128_pd(b)));
+}
+template <class Number>
+COLX_INLINE Vec number_product(Vec a, Vec b) {
+  if constexpr (sizeof(Number) == 4)
+    return _mm_castps_si128(_mm_mul_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b)));
+  else
+    return _mm_castpd_si128(_mm_mul_pd(_mm_castsi128_pd(a), _mm_castsi128_pd(b)));
+}
+
+// Lanes of 8 bytes in which `a` is below `b`, as doubles; none with a NaN.
+COLX_INLINE Vec double_below(Vec a, Vec b) {
+  return _mm_castpd_si128(_mm_cmplt_pd(_mm_castsi128_pd(a), _mm_castsi128_pd(b)));
+}
+
 COLX_INLINE bool is_zero(Vec v) {
   return _mm_testz_si128(v, v) != 0;
 }
@@ -246,6 +274,11 @@ COLX_INLINE bool is_zero(Vec v) {
 // Bit k is the top bit of byte k.
 COLX_INLINE uint32_t top_bits(Vec v) {
   return static_cast<uint32_t>(_mm_movemask_epi8(v));
+}
+
+// Bit k is the top bit of lane k of 8 bytes.
+COLX_INLINE uint32_t half_top_bits(Vec v) {
+  return static_cast<uint32_t>(_mm_movemask_pd(_mm_castsi128_pd(v)));
 }
 
 COLX_INLINE uint64_t low_half(Vec v) {

@@ -1,0 +1,121 @@
+// The stored forms of numbers.
+//
+//   native       float or double in the machine's byte order
+//   canonical    float or double whose stored bytes, compared from the left as unsigned, have the
+//                order of the values: the IEEE bits with the sign bit set if it was clear, else
+//                with all bits inverted, big-endian. 80 00 00 00 is +0.0f, 7F FF FF FF is -0.0f.
+//   dsb          signed integers in two's complement of 8, 16, 32 or 64 bits, big-endian
+//
+// Decoding works on the bits alone: zeros, infinities and NaNs, signalling ones too, come through
+// as they are.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <type_traits>
+
+#include "kernels/frame/bytes.h"
+#include "kernels/frame/vectors.h"
+
+namespace colx {
+
+enum class NumberForm { native, canonical };
+
+template <class Number>
+using NumberBits = Unsigned<sizeof(Number)>;
+
+template <class Number>
+inline constexpr NumberBits<Number> sign_bit = NumberBits<Number>{1} << (8 * sizeof(Number) - 1);
+
+// Numbers in a vector.
+template <class Number>
+inline constexpr uint32_t lanes_of = 16 / sizeof(Number);
+
+// IEEE bits of a canonical number that was read big-endian.
+template <class Number>
+constexpr NumberBits<Number> number_bits(NumberBits<Number> stored) {
+  const NumberBits<Number> ones_below_zero = (stored >> (8 * sizeof(Number) - 1)) - 1;
+  return stored ^ (ones_below_zero | sign_bit<Number>);
+}
+static_assert(number_bits<float>(0x80000000) == 0 && number_bits<float>(0x7FFFFFFF) == 0x80000000);
+static_assert(number_bits<float>(0xBF800000) == 0x3F800000);                   // 1.0
+static_assert(number_bits<float>(0x407FFFFF) == 0xBF800000);                   // -1.0
+static_assert(number_bits<double>(0xC000000000000000) == 0x4000000000000000);  // 2.0
+
+template <class Number, NumberForm form>
+COLX_INLINE NumberBits<Number> bits_at(const uint8_t* from) {
+  if constexpr (form == NumberForm::native) return load_as<NumberBits<Number>>(from);
+  return number_bits<Number>(load_big_endian<NumberBits<Number>>(from));
+}
+
+template <class Number, NumberForm form>
+COLX_INLINE Number number_at(const uint8_t* from) {
+  return std::bit_cast<Number>(bits_at<Number, form>(from));
+}
+
+// A vector of numbers, native.
+template <class Number, NumberForm form>
+COLX_INLINE Vec numbers_at(const uint8_t* from) {
+  const Vec stored = load(from);
+  if constexpr (form == NumberForm::native) return stored;
+  constexpr unsigned lane = sizeof(Number);
+  const Vec number = lanes_byte_reversed<lane>(stored);
+  const Vec ones_below_zero = above_signed<lane>(number, all_ones());
+  return differ(number, either(ones_below_zero, splat<lane>(sign_bit<Number>)));
+}
+
+// A vector's lanes one by one, for sums in row order.
+template <class Number>
+struct NumberLanes {
+  alignas(16) Number at[lanes_of<Number>];
+};
+
+template <class Number>
+COLX_INLINE NumberLanes<Number> lanes_in(Vec numbers) {
+  NumberLanes<Number> lanes;
+  store_aligned(lanes.at, numbers);
+  return lanes;
+}
+
+// (l0 + l1) + (l2 + l3), or l0 + l1 of two.
+template <class Number>
+COLX_INLINE Number pairwise_sum(Vec numbers) {
+  const NumberLanes<Number> lanes = lanes_in<Number>(numbers);
+  if constexpr (lanes_of<Number> == 2)
+    return lanes.at[0] + lanes.at[1];
+  else
+    return (lanes.at[0] + lanes.at[1]) + (lanes.at[2] + lanes.at[3]);
+}
+
+// A dsb row, sign-extended; sums of it wrap.
+template <unsigned bytes>
+COLX_INLINE uint64_t dsb_at(const uint8_t* from) {
+  using Row = std::make_signed_t<Unsigned<bytes>>;
+  return static_cast<uint64_t>(int64_t{static_cast<Row>(load_big_endian<Unsigned<bytes>>(from))});
+}
+
+template <unsigned bytes>
+COLX_INLINE uint64_t dsb_sum(const uint8_t* from, uint32_t rows) {
+  uint64_t sum = 0;
+  for (const uint8_t* const end = from + size_t{rows} * bytes; from != end; from += bytes)
+    sum += dsb_at<bytes>(from);
+  return sum;
+}
+
+// Calls serve(bytes of a row) for the widths that dsb rows have; does nothing for others.
+template <class Serve>
+COLX_INLINE void serve_dsb_width(uint32_t width_bits, const Serve& serve) {
+  if (width_bits == 8) serve(std::integral_constant<unsigned, 1>{});
+  if (width_bits == 16) serve(std::integral_constant<unsigned, 2>{});
+  if (width_bits == 32) serve(std::integral_constant<unsigned, 4>{});
+  if (width_bits == 64) serve(std::integral_constant<unsigned, 8>{});
+}
+
+// acc[at] = that + value: a read and a write in row order, at any address.
+template <class Number>
+COLX_INLINE void add_to(uint8_t* accumulators, uint32_t at, Number value) {
+  uint8_t* const to = accumulators + size_t{at} * sizeof(Number);
+  store_as<Number>(to, load_as<Number>(to) + value);
+}
+
+}  // namespace colx
