@@ -158,8 +158,11 @@ COLX_INLINE Vec shifted_left(Vec a) {
   if constexpr (L == 8) return _mm_slli_epi64(a, Bits);
 }
 
-// Logical shift of every lane of 4 bytes by a number of bits that is not a constant; zeros from 32
-// on. Two instructions.
+// Logical shifts of lanes of 4 bytes by a number of bits that is not a constant; zeros from 32 on.
+// Two instructions.
+COLX_INLINE Vec shifted_left_by(Vec a, uint32_t bits) {
+  return _mm_sll_epi32(a, _mm_cvtsi32_si128(static_cast<int>(bits)));
+}
 COLX_INLINE Vec shifted_right_by(Vec a, uint32_t bits) {
   return _mm_srl_epi32(a, _mm_cvtsi32_si128(static_cast<int>(bits)));
 }
