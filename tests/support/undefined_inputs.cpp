@@ -107,6 +107,11 @@ constexpr UndefinedInput table[] = {
     {"colx_transpose_convert_<row|col>_cla",
      "`from` is above 0 and the entry before the offset position cannot be read",
      "keeps the offsets in one array", nullptr},
+    {"colx_<op>_<type>_<l>_<r> and its _sum form",
+     "an operand that is not the constant holds fewer rows than the larger of the two counts",
+     "passes columns of one row count", nullptr},
+    {"colx_gby_sum_dydi", "a key is not below the number of accumulators",
+     "sizes accumulators by the key space", nullptr},
 };
 
 std::array<uint64_t, std::size(table)> met = {};
