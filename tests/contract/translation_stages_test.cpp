@@ -1,7 +1,8 @@
-// The tests of translation rest on their stages: kernels with one mistake each,
+// The tests of translation and group keys rest on their stages: kernels with one mistake each,
 // around an honest one, hold that the stages notice.
 #include <gtest/gtest.h>
 
+#include "tests/support/group_key_stage.h"
 #include "tests/support/key_share.h"
 #include "tests/support/xlate_stage.h"
 
@@ -168,6 +169,89 @@ TEST(KeyShareStage, NoticesKernelsWithOneMistake) {
        {writes_a_wrong_key, writes_a_key_too_many, counts_the_keys, always_says_nothing}) {
     kernel.kernel = wrong;
     EXPECT_NE(key_share_difference(kernel, batch), "");
+  }
+}
+
+#define COLX_GROUPKEY_PARAMS                                                             \
+  colx_cv *res, uint32_t *key_space, colx_cv *cols, uint32_t num_cols, colx_cv *scratch, \
+      colx_kctx *kctx
+#define COLX_GROUPKEY_ARGS res, key_space, cols, num_cols, scratch, kctx
+
+uint32_t moves_the_callers_position(COLX_GROUPKEY_PARAMS) {
+  const uint32_t status = colx_groupkey_dydi(COLX_GROUPKEY_ARGS);
+  ++kctx->colx_kctx_position;
+  return status;
+}
+
+uint32_t makes_a_wrong_key(COLX_GROUPKEY_PARAMS) {
+  const uint32_t status = colx_groupkey_dydi(COLX_GROUPKEY_ARGS);
+  ++static_cast<uint32_t*>(res->colx_cv_data)[17];
+  return status;
+}
+
+uint32_t makes_a_key_too_many(COLX_GROUPKEY_PARAMS) {
+  const uint32_t status = colx_groupkey_dydi(COLX_GROUPKEY_ARGS);
+  static_cast<uint32_t*>(res->colx_cv_data)[res->colx_cv_num_set] = 0;
+  return status;
+}
+
+uint32_t counts_one_key_less(COLX_GROUPKEY_PARAMS) {
+  const uint32_t status = colx_groupkey_dydi(COLX_GROUPKEY_ARGS);
+  --res->colx_cv_num_set;
+  return status;
+}
+
+uint32_t makes_the_space_larger(COLX_GROUPKEY_PARAMS) {
+  const uint32_t status = colx_groupkey_dydi(COLX_GROUPKEY_ARGS);
+  ++*key_space;
+  return status;
+}
+
+uint32_t says_that_the_room_ran_out(COLX_GROUPKEY_PARAMS) {
+  colx_groupkey_dydi(COLX_GROUPKEY_ARGS);
+  return COLX_OUT_OF_ROOM;
+}
+
+uint32_t writes_behind_the_scratch(COLX_GROUPKEY_PARAMS) {
+  const uint32_t status = colx_groupkey_dydi(COLX_GROUPKEY_ARGS);
+  ++static_cast<uint32_t*>(scratch->colx_cv_data)[scratch->colx_cv_num_of_rows];
+  return status;
+}
+
+uint32_t forgets_a_buffer(COLX_GROUPKEY_PARAMS) {
+  const colx_env& env = *kctx->colx_kctx_env;
+  uint64_t cookie;
+  env.colx_env_alloc(env.colx_env_host, 12, "more", 4, 0, &cookie);
+  return colx_groupkey_dydi(COLX_GROUPKEY_ARGS);
+}
+
+uint32_t changes_a_column(COLX_GROUPKEY_PARAMS) {
+  const uint32_t status = colx_groupkey_dydi(COLX_GROUPKEY_ARGS);
+  ++cols[1].colx_cv_num_set;
+  return status;
+}
+
+TEST(GroupKeyStage, NoticesEntriesWithOneMistake) {
+  Random random(3);
+  GroupKeyBatch batch =
+      group_key_batch({random_key_column(9, 90, random), random_run_column(9, 90, 7, random)});
+  batch.place = Place::middle;
+  batch.room = 100;
+  batch.scratch_rows = 40;
+  EXPECT_EQ(group_key_difference(batch), "");
+  for (colx_groupkey_call* const wrong :
+       {moves_the_callers_position, makes_a_wrong_key, makes_a_key_too_many, counts_one_key_less,
+        makes_the_space_larger, says_that_the_room_ran_out, writes_behind_the_scratch,
+        forgets_a_buffer, changes_a_column}) {
+    EXPECT_NE(group_key_difference(batch, wrong), "");
+  }
+}
+
+TEST(GroupKeyStage, NoticesWhatIsWrittenThoughTheStatusIs3) {
+  GroupKeyBatch batch = group_key_batch({key_column(65536, {0}), key_column(65536, {0})});
+  EXPECT_EQ(group_key_difference(batch), "");
+  for (colx_groupkey_call* const wrong : {makes_the_space_larger, counts_one_key_less}) {
+    EXPECT_NE(group_key_difference(batch, wrong), "");
   }
 }
 

@@ -41,7 +41,9 @@ struct RecordingHost::Services {
                      uint64_t* cookie) {
     RecordingHost& self = current("colx_env_alloc");
     const size_t number = self.scratch_allocations.size();
-    void* const buffer = nth(self.scratch_buffers_, number).at_end((bytes + 15) / 16 * 16);
+    // Up to the next address that the unit allows: an unreadable page follows.
+    void* const buffer =
+        nth(self.scratch_buffers_, number).at_end((bytes + unit - 1) / unit * unit);
     *cookie = 0xC00C1E0000000000 + number;
     self.order.push_back("alloc");
     self.scratch_allocations.push_back(
