@@ -27,7 +27,7 @@ fact() {
 }
 
 # The C library's functions that the contract names, and the host's reporter.
-allowed_imports='host_raise_internal|printf|__printf_chk|__assert_fail|memset|memcpy|__memcpy_chk|__memset_chk'
+allowed_imports='host_raise_internal|printf|__printf_chk|__assert_fail|memset|memcpy|memcmp|__memcpy_chk|__memset_chk'
 
 listed=$(sed -n 's/^ *\(colx_[a-z0-9_]*\);$/\1/p' "$export_list" | sort)
 exported=$(nm -D --defined-only "$library" | awk '{print $3}' | sort)
