@@ -91,6 +91,7 @@ COLX_INLINE Number sum_of_results(const Left& left, const Right& right, uint32_t
   const uint32_t whole = rows / lanes * lanes;
   Vec sums = zeros();
   uint32_t r = 0;
+#pragma GCC unroll 4
   for (; r != whole; r += lanes)
     sums = number_sum<Number>(sums, combined_lanes<op, Number>(left.lanes(r), right.lanes(r)));
   Number sum = pairwise_sum<Number>(sums);

@@ -38,6 +38,7 @@ void sum_rows(colx_cv* res, const colx_cv* src) {
   const uint32_t whole = rows / lanes_of<Number> * lanes_of<Number>;
   Vec sums = zeros();
   uint32_t r = 0;
+#pragma GCC unroll 4
   for (; r != whole; r += lanes_of<Number>)
     sums = number_sum<Number>(sums, canonical_lanes<Number>(from, r));
   Number tail = 0;

@@ -12,26 +12,34 @@
 namespace colx {
 namespace {
 
-COLX_INLINE uint32_t group_at(const uint8_t* groups, uint32_t row) {
-  return load_as<uint32_t>(groups + size_t{row} * 4);
+COLX_INLINE uint32_t group_at(const uint8_t* groups, size_t row) {
+  return load_as<uint32_t>(groups + row * 4);
 }
 
-// Calls visit(row, value) for all rows in order; canonical numbers are decoded a vector at a time.
+// Native rows one by one: taking them out of a vector costs more.
+template <class Number, NumberForm form>
+COLX_INLINE NumberLanes<Number> next_lanes(const uint8_t* from) {
+  if constexpr (form == NumberForm::canonical)
+    return lanes_in<Number>(numbers_at<Number, form>(from));
+  NumberLanes<Number> lanes;
+#pragma GCC unroll 4
+  for (uint32_t k = 0; k < lanes_of<Number>; ++k)
+    lanes.at[k] = load_as<Number>(from + k * sizeof(Number));
+  return lanes;
+}
+
+// Calls visit(row, value) for all rows in order.
 template <class Number, NumberForm form, class Visit>
-COLX_INLINE void visit_numbers(const uint8_t* rows_at, uint32_t rows, const Visit& visit) {
+COLX_INLINE void visit_numbers(const uint8_t* from, uint32_t rows, const Visit& visit) {
   constexpr uint32_t lanes = lanes_of<Number>;
-  const uint32_t whole = rows / lanes * lanes;
-  uint32_t r = 0;
+  const size_t whole = rows / lanes * lanes;
+  size_t r = 0;
   for (; r != whole; r += lanes) {
-    const uint8_t* const from = rows_at + size_t{r} * sizeof(Number);
-    if constexpr (form == NumberForm::native) {
-      for (uint32_t k = 0; k < lanes; ++k) visit(r + k, load_as<Number>(from + k * sizeof(Number)));
-    } else {
-      const NumberLanes<Number> values = lanes_in<Number>(numbers_at<Number, form>(from));
-      for (uint32_t k = 0; k < lanes; ++k) visit(r + k, values.at[k]);
-    }
+    const NumberLanes<Number> values = next_lanes<Number, form>(from + r * sizeof(Number));
+#pragma GCC unroll 4
+    for (uint32_t k = 0; k < lanes; ++k) visit(r + k, values.at[k]);
   }
-  for (; r != rows; ++r) visit(r, number_at<Number, form>(rows_at + size_t{r} * sizeof(Number)));
+  for (; r != rows; ++r) visit(r, number_at<Number, form>(from + r * sizeof(Number)));
 }
 
 template <class Number, NumberForm form>
@@ -42,13 +50,13 @@ COLX_INLINE uint32_t sum_numbers(colx_cv* res, const colx_cv* src, const colx_cv
   if (groups) {
     const uint8_t* const keys = bytes_at(groups->colx_cv_data, 0);
     visit_numbers<Number, form>(
-        from, rows, [&](uint32_t r, Number value) __attribute__((always_inline)) {
+        from, rows, [&](size_t r, Number value) __attribute__((always_inline)) {
           add_to(accumulators, group_at(keys, r), value);
         });
   } else {
     Number sum = 0;
     visit_numbers<Number, form>(
-        from, rows, [&](uint32_t, Number value) __attribute__((always_inline)) { sum += value; });
+        from, rows, [&](size_t, Number value) __attribute__((always_inline)) { sum += value; });
     add_to(accumulators, 0, sum);
   }
   return COLX_DONE;

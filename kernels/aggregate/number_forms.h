@@ -60,8 +60,8 @@ COLX_INLINE Vec numbers_at(const uint8_t* from) {
   if constexpr (form == NumberForm::native) return stored;
   constexpr unsigned lane = sizeof(Number);
   const Vec number = lanes_byte_reversed<lane>(stored);
-  const Vec ones_below_zero = above_signed<lane>(number, all_ones());
-  return differ(number, either(ones_below_zero, splat<lane>(sign_bit<Number>)));
+  const Vec top = splat<lane>(sign_bit<Number>);
+  return differ(number, chosen_lanes<lane>(number, top, all_ones()));
 }
 
 // A vector's lanes one by one, for sums in row order.

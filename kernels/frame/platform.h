@@ -14,3 +14,7 @@
 
 // Off the hot path: first touch of a compressed column, reports to the host.
 #define COLX_COLD [[gnu::cold, gnu::noinline]]
+
+// Where paths meet, the value goes on in a register: what is done with it is not pulled back into
+// the paths, where loads could no longer be a part of the instructions that use them.
+#define COLX_MEET_IN_REGISTER(value) __asm__("" : "+r"(value))

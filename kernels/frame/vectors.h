@@ -83,6 +83,16 @@ COLX_INLINE Vec differ(Vec a, Vec b) {
 COLX_INLINE Vec chosen(Vec mask, Vec a, Vec b) {
   return _mm_blendv_epi8(b, a, mask);
 }
+// Lanes of `a` where the mask's lane has its top bit, else of `b`; L of 4 or 8.
+template <unsigned L>
+COLX_INLINE Vec chosen_lanes(Vec mask, Vec a, Vec b) {
+  if constexpr (L == 4)
+    return _mm_castps_si128(
+        _mm_blendv_ps(_mm_castsi128_ps(b), _mm_castsi128_ps(a), _mm_castsi128_ps(mask)));
+  else
+    return _mm_castpd_si128(
+        _mm_blendv_pd(_mm_castsi128_pd(b), _mm_castsi128_pd(a), _mm_castsi128_pd(mask)));
+}
 // Bits of `a` that are clear in `b`.
 COLX_INLINE Vec without(Vec a, Vec b) {
   return _mm_andnot_si128(b, a);

@@ -28,16 +28,14 @@ inline constexpr uint32_t marker = 0xFFFFFFFF >> (32 - bits);
 template <unsigned bits>
 inline constexpr unsigned unit_bytes = bits < 8 ? 1 : bits / 8;
 template <unsigned bits>
-inline constexpr unsigned unit_shift = bits == 1   ? 3
-                                       : bits == 4 ? 1
-                                                   : 0;
+inline constexpr unsigned unit_shift = bits < 8 ? (bits == 1 ? 3 : 1) : 0;
 template <unsigned bits>
 using Unit = Unsigned<unit_bytes<bits>>;
 
 // Where element `index` lies in its byte.
 template <unsigned bits>
 constexpr unsigned bit_place(uint32_t index) {
-  return index % (1u << unit_shift<bits>)*bits;
+  return bits * (index & ((1u << unit_shift<bits>)-1));
 }
 
 template <unsigned bits>
@@ -73,49 +71,53 @@ inline constexpr Mask colx_shuffle_upper_pack16 = [] {
   return mask;
 }();
 
-// Lanes `lane` up to, not including, `end` of `v` filled with the units number `first` on.
-template <unsigned bytes, int lane, int end, class UnitOf>
-COLX_INLINE Vec with_units(Vec v, unsigned first, const UnitOf& unit_of) {
-  if constexpr (lane == end)
-    return v;
-  else
-    return with_units<bytes, lane + 1, end>(with_lane<bytes, lane>(v, unit_of(first)), first + 1,
-                                            unit_of);
+struct FourKeys {
+  uint32_t at[4];
+};
+
+// Where four units of storage are: number unit[k] behind base[k].
+struct FourUnits {
+  const uint8_t* base[4];
+  uint32_t unit[4];
+};
+
+template <unsigned bits, int lane>
+COLX_INLINE Vec with_four_units(Vec v, const FourUnits& four) {
+  constexpr unsigned bytes = unit_bytes<bits>;
+  v = with_lane<bytes, lane>(v, unit_at<bits>(four.base[0], four.unit[0]));
+  v = with_lane<bytes, lane + 1>(v, unit_at<bits>(four.base[1], four.unit[1]));
+  v = with_lane<bytes, lane + 2>(v, unit_at<bits>(four.base[2], four.unit[2]));
+  return with_lane<bytes, lane + 3>(v, unit_at<bits>(four.base[3], four.unit[3]));
 }
 
-// A vector of the units number `first` on. Bytes are put together in halves, which do not wait for
-// each other.
-template <unsigned bytes, class UnitOf>
-COLX_INLINE Vec unit_vector(unsigned first, const UnitOf& unit_of) {
-  if constexpr (bytes == 1)
-    return alternated_low<8>(
-        with_units<1, 1, 8>(from_halves(unit_of(first), 0), first + 1, unit_of),
-        with_units<1, 1, 8>(from_halves(unit_of(first + 8), 0), first + 9, unit_of));
+// Lanes of the units number `first` on; of bytes, the low half only. The table tells where the
+// units of four keys are.
+template <unsigned bits, class Table, class Keys>
+COLX_INLINE Vec unit_lanes(const Table& table, const Keys& keys, unsigned first) {
+  const Vec four = with_four_units<bits, 0>(zeros(), table.four_units(keys.four_from(first)));
+  if constexpr (unit_bytes<bits> == 4)
+    return four;
   else
-    return with_units<bytes, 1, 16 / bytes>(from_halves(unit_of(first), 0), first + 1, unit_of);
+    return with_four_units<bits, 4>(four, table.four_units(keys.four_from(first + 4)));
 }
 
-// Sixteen elements whose units of storage are unit_of(0) to unit_of(15); the indexes are in lanes
-// of 4 bytes.
-template <unsigned bits, class UnitOf>
-COLX_INLINE Elements<bits> gathered(const Vec (&indexes)[4], const UnitOf& unit_of) {
-  Elements<bits> elements;
-  for (unsigned v = 0; v < unit_bytes<bits>; ++v)
-    elements.at[v] = unit_vector<unit_bytes<bits>>(v * (16 / unit_bytes<bits>), unit_of);
-  if constexpr (bits < 8) {
-    const Vec in_byte = splat<4>((1 << unit_shift<bits>)-1);
-    const Vec low = narrowed<4>(both(indexes[0], in_byte), both(indexes[1], in_byte));
-    const Vec high = narrowed<4>(both(indexes[2], in_byte), both(indexes[3], in_byte));
-    const Vec places = narrowed<2>(low, high);
-    Vec& units = elements.at[0];
-    if constexpr (bits == 1) {
-      units = both(units, shuffle(load(colx_bit_possible), places));
-    } else {
-      const Vec odd = shifted_left<2, 7>(places);
-      units = both(chosen(odd, shifted_right<2, 4>(units), units), splat<1>(marker<4>));
-    }
+// The elements of sixteen keys. Of elements that share a byte, `low` has the low bits of their
+// indexes in bytes.
+template <unsigned bits, class Table, class Keys>
+COLX_INLINE Elements<bits> gathered(const Table& table, const Keys& keys, Vec low) {
+  if constexpr (bits == 32)
+    return {unit_lanes<32>(table, keys, 0), unit_lanes<32>(table, keys, 4),
+            unit_lanes<32>(table, keys, 8), unit_lanes<32>(table, keys, 12)};
+  const Vec first = unit_lanes<bits>(table, keys, 0);
+  const Vec second = unit_lanes<bits>(table, keys, 8);
+  if constexpr (bits == 16) return {first, second};
+  const Vec bytes = alternated_low<8>(first, second);
+  if constexpr (bits == 8) return {bytes};
+  if constexpr (bits == 1) return {both(bytes, shuffle(load(colx_bit_possible), low))};
+  if constexpr (bits == 4) {
+    const Vec odd = shifted_left<2, 7>(low);  // in the top bit of each byte
+    return {both(chosen(odd, shifted_right<2, 4>(bytes), bytes), splat<1>(marker<4>))};
   }
-  return elements;
 }
 
 // Bit k says whether element k is none of the marker.

@@ -3,7 +3,7 @@
 // A pattern over the form of the table and its element, and over what comes out: a bit per row that
 // has a code, or the codes as well. A table form, a struct of the table's facts, has
 //   element(key)      the element of a key, or the marker
-//   elements(keys)    those of sixteen keys in lanes of 4 bytes
+//   elements(keys)    those of SixteenKeys
 //
 // Reads no more than the keys of the rows; keys are not checked against the table's size. The
 // output is not cleared: a block of sixteen rows that has a hit stores all of its bits, other rows
@@ -17,28 +17,72 @@
 
 namespace colx {
 
-// Element `key - base`, in 32 bits.
-template <unsigned bits>
+enum class ByteOrder { native, big_endian };
+
+// Sixteen keys where they are stored, 4 bytes each.
+template <ByteOrder order>
+struct SixteenKeys {
+  const uint8_t* from;
+
+  // Keys k to k + 3, read as two pairs.
+  COLX_INLINE FourKeys four_from(unsigned k) const {
+    const uint64_t low = load_as<uint64_t>(from + 4 * k);
+    const uint64_t high = load_as<uint64_t>(from + 4 * k + 8);
+    if constexpr (order == ByteOrder::native)
+      return {static_cast<uint32_t>(low), static_cast<uint32_t>(low >> 32),
+              static_cast<uint32_t>(high), static_cast<uint32_t>(high >> 32)};
+    return {static_cast<uint32_t>(byte_reversed(low) >> 32),
+            static_cast<uint32_t>(byte_reversed(low)),
+            static_cast<uint32_t>(byte_reversed(high) >> 32),
+            static_cast<uint32_t>(byte_reversed(high))};
+  }
+
+  // The low 7 bits of each, in bytes.
+  COLX_INLINE Vec low_bits() const {
+    const Vec first = narrowed<4>(four_low_bits<0>(), four_low_bits<1>());
+    return narrowed<2>(first, narrowed<4>(four_low_bits<2>(), four_low_bits<3>()));
+  }
+
+  template <unsigned four>
+  COLX_INLINE Vec four_low_bits() const {
+    const Vec keys = load(from + 16 * four);
+    if constexpr (order == ByteOrder::native) return both(keys, splat<4>(0x7F));
+    return shifted_right<4, 24>(both(keys, splat<4>(0x7F000000)));
+  }
+};
+
+// Element `key`, or `key - base` in 32 bits.
+template <unsigned bits, bool based>
 struct FlatTable {
   const uint8_t* table;
   uint32_t base;
 
-  COLX_INLINE uint32_t element(uint32_t key) const { return element_at<bits>(table, key - base); }
+  COLX_INLINE uint32_t index(uint32_t key) const { return based ? key - base : key; }
 
-  COLX_INLINE Elements<bits> elements(const Vec (&keys)[4]) const {
-    Vec indexes[4];
-    alignas(16) uint32_t units[16];
-    for (unsigned v = 0; v < 4; ++v) {
-      indexes[v] = difference<4>(keys[v], splat<4>(base));
-      store_aligned(units + 4 * v, shifted_right<4, unit_shift<bits>>(indexes[v]));
+  COLX_INLINE uint32_t element(uint32_t key) const { return element_at<bits>(table, index(key)); }
+
+  COLX_INLINE FourUnits four_units(const FourKeys& keys) const {
+    FourUnits four;
+#pragma GCC unroll 4
+    for (unsigned k = 0; k < 4; ++k) {
+      four.base[k] = table;
+      four.unit[k] = index(keys.at[k]) >> unit_shift<bits>;
     }
-    return gathered<bits>(
-        indexes, [&](unsigned k)
-                     __attribute__((always_inline)) { return unit_at<bits>(table, units[k]); });
+    return four;
+  }
+
+  template <class Keys>
+  COLX_INLINE Elements<bits> elements(const Keys& keys) const {
+    Vec low = zeros();
+    if constexpr (bits < 8) low = keys.low_bits();
+    if constexpr (bits < 8 && based) low = difference<1>(low, splat<1>(base));
+    if constexpr (bits == 1) low = both(low, splat<1>(7));
+    return gathered<bits>(*this, keys, low);
   }
 };
 
-// Pages number `key >> shift`, of which any may be missing; in a page, element `key & mask`.
+// Pages number `key >> shift`, of which any may be missing; in a page, element `key & mask`. The
+// two do not depend on each other.
 template <unsigned bits>
 struct PagedTable {
   const uint8_t* const* pages;
@@ -50,34 +94,41 @@ struct PagedTable {
     return page ? element_at<bits>(page, key & mask) : marker<bits>;
   }
 
-  // Keys on missing pages look at a page of their own that has the marker alone. That they exist is
-  // asked once for all sixteen; where addresses have no bit in common, the answer is yes as well.
-  COLX_INLINE Elements<bits> elements(const Vec (&keys)[4]) const {
-    static constexpr uint32_t page_of_none = marker<32>;
-    const uint8_t* const none = reinterpret_cast<const uint8_t*>(&page_of_none);
-    Vec offsets[4];
-    alignas(16) uint32_t page_of[16];
-    alignas(16) uint32_t unit[16];
-    const uint8_t* page[16];
-    for (unsigned v = 0; v < 4; ++v) {
-      offsets[v] = both(keys[v], splat<4>(mask));
-      store_aligned(page_of + 4 * v, shifted_right_by(keys[v], shift));
-      store_aligned(unit + 4 * v, shifted_right<4, unit_shift<bits>>(offsets[v]));
-    }
+  // Keys on missing pages look at a page of their own, which has the marker alone. Whether there
+  // are any is asked once; where addresses have no bit in common, the answer is yes as well. A
+  // shift of 32 or more means page 0, other than for a key alone.
+  COLX_INLINE FourUnits four_units(const FourKeys& keys) const {
+    const uint32_t page_shift = shift < 32 ? shift : 32;
+    FourUnits four;
     uintptr_t common = ~uintptr_t{0};
-    for (unsigned k = 0; k < 16; ++k) {
-      page[k] = pages[page_of[k]];
-      common &= reinterpret_cast<uintptr_t>(page[k]);
+#pragma GCC unroll 4
+    for (unsigned k = 0; k < 4; ++k) {
+      four.base[k] = pages[uint64_t{keys.at[k]} >> page_shift];
+      four.unit[k] = (keys.at[k] & mask) >> unit_shift<bits>;
+      common &= reinterpret_cast<uintptr_t>(four.base[k]);
     }
-    if (common == 0)
-      for (unsigned k = 0; k < 16; ++k)
-        if (!page[k]) {
-          page[k] = none;
-          unit[k] = 0;
-        }
-    return gathered<bits>(
-        offsets, [&](unsigned k)
-                     __attribute__((always_inline)) { return unit_at<bits>(page[k], unit[k]); });
+    if (common == 0) [[unlikely]]
+      put_marker_pages(four);
+#pragma GCC unroll 4
+    for (unsigned k = 0; k < 4; ++k) COLX_MEET_IN_REGISTER(four.base[k]);
+    return four;
+  }
+
+  COLX_INLINE static void put_marker_pages(FourUnits& four) {
+    static constexpr uint32_t page_of_marker = marker<32>;
+#pragma GCC unroll 4
+    for (unsigned k = 0; k < 4; ++k) {
+      if (four.base[k]) continue;
+      four.base[k] = reinterpret_cast<const uint8_t*>(&page_of_marker);
+      four.unit[k] = 0;
+    }
+  }
+
+  template <class Keys>
+  COLX_INLINE Elements<bits> elements(const Keys& keys) const {
+    Vec low = zeros();
+    if constexpr (bits < 8) low = both(keys.low_bits(), splat<1>(mask & (bits == 1 ? 7 : 1)));
+    return gathered<bits>(*this, keys, low);
   }
 };
 
@@ -93,9 +144,9 @@ COLX_INLINE auto open_table(const colx_cv* table, const colx_kctx* kctx) {
   constexpr unsigned bits = element_bits(shape.element);
   const uint8_t* const data = bytes_at(table->colx_cv_bits, 0);
   if constexpr (shape.form == Enc::sim) {
-    return FlatTable<bits>{data, 0};
+    return FlatTable<bits, false>{data, 0};
   } else if constexpr (shape.form == Enc::off) {
-    return FlatTable<bits>{data, kctx->colx_kctx_off_ctx->colx_enc_ctx_key_base};
+    return FlatTable<bits, true>{data, kctx->colx_kctx_off_ctx->colx_enc_ctx_key_base};
   } else {
     const colx_enc_ctx* const enc = table->colx_cv_encoding_context;
     return PagedTable<bits>{reinterpret_cast<const uint8_t* const*>(data),
@@ -105,12 +156,34 @@ COLX_INLINE auto open_table(const colx_cv* table, const colx_kctx* kctx) {
 
 constexpr uint32_t no_row = 0xFFFFFFFF;
 
-// Rows with a code so far, visited in ascending order.
+// Rows with a code so far, visited in ascending order. The last one is kept as the rows that it was
+// found among.
 struct Hits {
   uint32_t count = 0;
   uint32_t first = no_row;
-  uint32_t last = no_row;
+  uint32_t last_from = no_row;
+  uint64_t last_found = 1;
+
+  // Bit k of `found` is row + k. Without a branch on what was found, but for the very first hit.
+  COLX_INLINE void add(uint32_t row, uint64_t found) {
+    if (first == no_row && found != 0) first = row + static_cast<uint32_t>(std::countr_zero(found));
+    const uint64_t any = uint64_t{0} - (found != 0);
+    last_from = static_cast<uint32_t>((last_from & ~any) | (row & any));
+    last_found = (last_found & ~any) | found;
+    count += population(found);
+  }
+
+  COLX_INLINE uint32_t last() const {
+    return last_from + 63 - static_cast<uint32_t>(std::countl_zero(last_found));
+  }
 };
+
+// All bits of each lane of 2 bytes that is not 0.
+constexpr uint64_t lanes_not_zero(uint64_t lanes) {
+  constexpr uint64_t top = 0x8000800080008000;
+  return (((((lanes & ~top) + ~top) | lanes) & top) >> 15) * 0xFFFF;
+}
+static_assert(lanes_not_zero(0x8000000000017FFF) == 0xFFFF0000FFFFFFFF);
 
 template <XlateShape shape, class Table>
 struct Translation {
@@ -124,30 +197,50 @@ struct Translation {
     return load_big_endian<uint32_t>(keys + size_t{row} * 4);
   }
 
-  COLX_INLINE void put_row(uint32_t row, Hits& hits) const {
+  // Stores the row's code; 1 if it has one.
+  COLX_INLINE uint64_t found_in_row(uint32_t row) const {
     const uint32_t element = table.element(key(row));
     if constexpr (shape.stores_codes) put_element<bits>(codes, row, element);
-    if (element == marker<bits>) return;
-    hit_bits[row >> 3] |= static_cast<uint8_t>(1 << row % 8);
-    if (hits.first == no_row) hits.first = row;
-    hits.last = row;
-    ++hits.count;
+    return element != marker<bits>;
   }
 
-  // Sixteen rows from a multiple of 8 on.
-  COLX_INLINE void put_block(uint32_t row, Hits& hits) const {
-    const uint8_t* const from = keys + size_t{row} * 4;
-    prefetch_once(from + 0x280);
-    Vec numbers[4];
-    for (unsigned v = 0; v < 4; ++v) numbers[v] = lanes_byte_reversed<4>(load(from + 16 * v));
-    const Elements<bits> elements = table.elements(numbers);
+  COLX_INLINE void put_row(uint32_t row, Hits& hits) const {
+    const uint64_t found = found_in_row(row);
+    hit_bits[row >> 3] |= static_cast<uint8_t>(found << row % 8);
+    hits.add(row, found);
+  }
+
+  // What was found among the rows of a word of the output.
+  COLX_INLINE void put_word(uint32_t from, uint64_t found, Hits& hits) const {
+    uint8_t* const word = hit_bits + (from >> 3);
+    store_as(word, load_as<uint64_t>(word) | found);
+    hits.add(from, found);
+  }
+
+  // A block, from a multiple of 8 on: stores its codes and returns its hits.
+  COLX_INLINE uint64_t found_in_block(uint32_t row) const {
+    const SixteenKeys<ByteOrder::big_endian> block = {keys + size_t{row} * 4};
+    prefetch_once(block.from + 0x280);
+    const Elements<bits> elements = table.elements(block);
     if constexpr (shape.stores_codes) put_elements<bits>(codes, row, elements);
-    const uint32_t found = unmarked<bits>(elements);
+    return unmarked<bits>(elements);
+  }
+
+  COLX_INLINE void put_block(uint32_t row, Hits& hits) const {
+    const uint64_t found = found_in_block(row);
     if (found == 0) return;
     store_as(hit_bits + (row >> 3), static_cast<uint16_t>(found));
-    if (hits.first == no_row) hits.first = row + static_cast<uint32_t>(std::countr_zero(found));
-    hits.last = row + 31 - static_cast<uint32_t>(std::countl_zero(found));
-    hits.count += population(found);
+    hits.add(row, found);
+  }
+
+  // Four blocks without a branch; the bits of those without a hit are written as they were.
+  COLX_INLINE void put_four_blocks(uint32_t row, Hits& hits) const {
+    uint64_t found = 0;
+    for (uint32_t block = row; block != row + 64; block += 16)
+      found = found >> 16 | found_in_block(block) << 48;
+    uint8_t* const to = hit_bits + (row >> 3);
+    store_as(to, (load_as<uint64_t>(to) & ~lanes_not_zero(found)) | found);
+    hits.add(row, found);
   }
 };
 
@@ -169,7 +262,7 @@ COLX_INLINE bool holds_short_hashes(const colx_cv* src) {
 COLX_INLINE uint32_t close_translation(colx_cv* res, const Hits& hits) {
   res->colx_cv_num_set = hits.count;
   store_as(bytes_at(res->colx_cv_data, 0), hits.first);
-  store_as(bytes_at(res->colx_cv_data, 4), hits.last);
+  store_as(bytes_at(res->colx_cv_data, 4), hits.last());
   return hits.count == 0 ? COLX_NOTHING_FOUND : COLX_DONE;
 }
 
@@ -183,6 +276,7 @@ COLX_INLINE uint32_t translate(colx_cv* res, const colx_cv* src, const colx_cv* 
   uint32_t row = kctx->colx_kctx_start_row;
   Hits hits;
   for (; row < rows && row % 8 != 0; ++row) translation.put_row(row, hits);
+  for (; row < rows && rows - row >= 64; row += 64) translation.put_four_blocks(row, hits);
   for (; row < rows && rows - row >= 16; row += 16) translation.put_block(row, hits);
   for (; row < rows; ++row) translation.put_row(row, hits);
   return close_translation(res, hits);
@@ -201,11 +295,22 @@ COLX_INLINE uint32_t translate_selected(colx_cv* res, const colx_cv* src, const 
   constexpr uint32_t batch_rows = 256;
   uint32_t batch[batch_rows];
   Hits hits;
+  uint32_t from = no_row;  // the first row of the word that `found` belongs to
+  uint64_t found = 0;
   uint64_t drawn;
   do {
     drawn = colx_lbiwvones_dydi(&iteration, batch, batch_rows);
-    for (uint64_t i = 0; i < drawn; ++i) translation.put_row(batch[i], hits);
+    for (uint64_t i = 0; i < drawn; ++i) {
+      const uint32_t row = batch[i];
+      if (from != (row & ~63u)) {
+        if (from != no_row) translation.put_word(from, found, hits);
+        from = row & ~63u;
+        found = 0;
+      }
+      found |= translation.found_in_row(row) << (row & 63);
+    }
   } while (drawn == batch_rows);
+  if (from != no_row) translation.put_word(from, found, hits);
   return close_translation(res, hits);
 }
 

@@ -18,7 +18,7 @@ COLX_INLINE void add_share(uint8_t* keys, const Elements<bits>& elements, Vec mu
 
 template <unsigned bits>
 COLX_INLINE uint32_t add_shares(colx_cv* res, const colx_cv* src, const colx_kctx* kctx) {
-  const FlatTable<bits> table = {bytes_at(kctx->colx_kctx_xlate_out, 0), 0};
+  const FlatTable<bits, false> table = {bytes_at(kctx->colx_kctx_xlate_out, 0), 0};
   const uint32_t multiplier = kctx->colx_kctx_multiplier;
   const Vec multipliers = splat<4>(multiplier);
   const uint32_t rows = src->colx_cv_num_of_rows;
@@ -27,9 +27,7 @@ COLX_INLINE uint32_t add_shares(colx_cv* res, const colx_cv* src, const colx_kct
   for (uint32_t blocks = rows / 16; blocks != 0; --blocks, codes += 64, keys += 64) {
     prefetch_once(codes + 640);
     prefetch_once(keys + 704);
-    Vec numbers[4];
-    for (unsigned v = 0; v < 4; ++v) numbers[v] = load(codes + 16 * v);
-    const Elements<bits> elements = table.elements(numbers);
+    const Elements<bits> elements = table.elements(SixteenKeys<ByteOrder::native>{codes});
     add_share<0>(keys, elements, multipliers);
     add_share<1>(keys, elements, multipliers);
     add_share<2>(keys, elements, multipliers);
