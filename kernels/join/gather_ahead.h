@@ -7,21 +7,9 @@
 #include <algorithm>
 
 #include "kernels/frame/vectors.h"
-#include "kernels/join/key_layouts.h"
+#include "kernels/join/address_span.h"
 
 namespace colx {
-
-// The stretch of memory that addresses lie in.
-struct AddressSpan {
-  uint64_t low = ~uint64_t{0};
-  uint64_t high = 0;
-
-  COLX_INLINE void add(const uint8_t* address) {
-    low = std::min(low, reinterpret_cast<uint64_t>(address));
-    high = std::max(high, reinterpret_cast<uint64_t>(address));
-  }
-  COLX_INLINE bool wider_than(uint64_t bytes) const { return high > low && high - low > bytes; }
-};
 
 // In groups of rows, where the memory that the next rows refer to is found to be far apart.
 template <bool reads_values>
@@ -29,7 +17,6 @@ struct LookAhead {
   static constexpr uint64_t group_rows = 32;
   static constexpr uint64_t decision_rows = 4096;
   static constexpr uint64_t sampled_rows = 16;
-  static constexpr uint64_t near_bytes = 8 << 20;  // what caches next to a core hold or soon reach
 
   uint64_t decided_end;  // first row for which it is not known whether to look ahead
   uint64_t entries;      // first row whose entry was not asked for
@@ -60,7 +47,7 @@ struct LookAhead {
       of_entries.add(from.entry_address(row));
       if constexpr (reads_values) of_values.add(from.value(row).bytes);
     }
-    return of_entries.wider_than(near_bytes) || of_values.wider_than(near_bytes);
+    return of_entries.is_wide() || of_values.is_wide();
   }
 
   template <class From>

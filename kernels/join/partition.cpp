@@ -18,7 +18,7 @@ struct PartitionKernels {
 };
 
 #define COLX_PLACE_RID(key, value) \
-  kernels.rid[ord(Layout::key)][ord(RowValue::value)] = colx_partition_rid_##key##_##value;
+  kernels.rid[ord(Layout::key)][ord(RowWord::value)] = colx_partition_rid_##key##_##value;
 #define COLX_PLACE_LV(key, payload) \
   kernels.lv[ord(Layout::key)][ord(Layout::payload)] = colx_partition_lv_##key##_##payload;
 #define COLX_PLACE_FIXED(key, payload) \
@@ -35,8 +35,8 @@ bool has_all(uint32_t type, uint32_t bits) {
   return (type & bits) == bits;
 }
 
-RowValue row_value(const colx_cv* payload) {
-  return flags_of(payload) & COLX_AUTORID ? RowValue::autorid : RowValue::payload;
+RowWord row_value(const colx_cv* payload) {
+  return flags_of(payload) & COLX_AUTORID ? RowWord::autorid : RowWord::payload;
 }
 
 // The kernel of row-id records, of length-prefixed records and of fixed ones; null if there is

@@ -16,14 +16,20 @@ COLX_PARTITION_LV(COLX_DEFINE)
 uint32_t colx_partition_lv_hash_values(colx_part_set* parts, colx_cv* src, colx_cv*, colx_hash_fn,
                                        colx_kctx* kctx) {
   const uint32_t rows = src->colx_cv_num_of_rows;
-  const uint32_t row = kctx->colx_kctx_position;
+  const Partitions to(parts);
   LvCopies records(src, kctx);
-  const uint32_t left = row < rows ? rows - row : 0;
-  const uint32_t done = scatter(
-      Partitions(parts), [&](uint32_t) { return records.hash(); }, records, left, kctx);
-  kctx->colx_kctx_position = rows - (left - done);
+  uint32_t status = COLX_DONE;
+  uint32_t row = kctx->colx_kctx_position;
+  for (; row < rows; ++row) {
+    records.ask();
+    if (!scatter_row</*ahead=*/true>(to, records.hash(), records, kctx)) {
+      status = COLX_PARTITION_FULL;
+      break;
+    }
+  }
+  kctx->colx_kctx_position = std::min(row, rows);
   records.save(kctx);
-  return done == left ? COLX_DONE : COLX_PARTITION_FULL;
+  return status;
 }
 
 }  // extern "C"

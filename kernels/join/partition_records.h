@@ -8,9 +8,11 @@
 //
 // A maker of records stands at one row:
 //
+//   few_words         whether a record is two or three words, written without a branch
 //   bytes()           of the row's record
 //   write(to, hash)   writes all of them
 //   pass()            moves on to the next row
+//   ask()             asks for what later rows are made of, where it is a stream
 //   save(kctx)        keeps the place in a payload that is a stream, and nothing else
 #pragma once
 
@@ -19,35 +21,38 @@
 
 namespace colx {
 
-enum class RowValue { autorid, payload };
+enum class RowWord { autorid, payload };
 
 // The 64-bit value of a row: counted from the first row id, or an array's element.
-template <RowValue>
-struct RowValues;
+template <RowWord>
+struct RowWords;
 
 template <>
-struct RowValues<RowValue::autorid> {
+struct RowWords<RowWord::autorid> {
   uint64_t rid;
 
-  COLX_INLINE RowValues(const colx_cv* payload, uint64_t row)
+  COLX_INLINE RowWords(const colx_cv* payload, uint64_t row)
       : rid(payload->colx_cv_base_rid + row) {}
   COLX_INLINE uint64_t value() const { return rid; }
   COLX_INLINE void pass() { ++rid; }
+  COLX_INLINE void ask() const {}
 };
 
 template <>
-struct RowValues<RowValue::payload> {
+struct RowWords<RowWord::payload> {
   const uint8_t* at;
 
-  COLX_INLINE RowValues(const colx_cv* payload, uint64_t row)
+  COLX_INLINE RowWords(const colx_cv* payload, uint64_t row)
       : at(bytes_at(payload->colx_cv_data, row * 8)) {}
   COLX_INLINE uint64_t value() const { return load_as<uint64_t>(at); }
   COLX_INLINE void pass() { at += 8; }
+  COLX_INLINE void ask() const { prefetch(at + stream_prefetch_bytes); }
 };
 
-template <RowValue V>
+template <RowWord V>
 struct RidRecords {
-  RowValues<V> values;
+  static constexpr bool few_words = true;
+  RowWords<V> values;
 
   COLX_INLINE RidRecords(const colx_part_set*, const colx_cv*, const colx_cv* payload,
                          const colx_kctx* kctx)
@@ -59,12 +64,14 @@ struct RidRecords {
     store_as(to + offsetof(HashridRecord, hash), hash);
   }
   COLX_INLINE void pass() { values.pass(); }
+  COLX_INLINE void ask() const { values.ask(); }
   COLX_INLINE void save(colx_kctx*) const {}
 };
 
-template <RowValue V>
+template <RowWord V>
 struct GdRecords {
-  RowValues<V> values;
+  static constexpr bool few_words = true;
+  RowWords<V> values;
   const uint8_t* code;
 
   COLX_INLINE GdRecords(const colx_part_set*, const colx_cv* src, const colx_cv* payload,
@@ -82,12 +89,17 @@ struct GdRecords {
     values.pass();
     code += 4;
   }
+  COLX_INLINE void ask() const {
+    values.ask();
+    prefetch(code + stream_prefetch_bytes);
+  }
   COLX_INLINE void save(colx_kctx*) const {}
 };
 
 // The length is stored in 16 bits; the record takes as many bytes as its value really has.
 template <Layout layout>
 struct LvRecords {
+  static constexpr bool few_words = false;
   Values<layout> payload;
   const uint8_t* data;
 
@@ -104,6 +116,7 @@ struct LvRecords {
     copy_value(to + 10, value.bytes, value.length);
   }
   COLX_INLINE void pass() { payload.pass(payload.value()); }
+  COLX_INLINE void ask() const { prefetch(payload.at + stream_prefetch_bytes); }
   COLX_INLINE void save(colx_kctx* kctx) const {
     if constexpr (Values<layout>::streamed)
       kctx->colx_kctx_value_offset = static_cast<uint64_t>(payload.at - data);
@@ -113,6 +126,7 @@ struct LvRecords {
 // Where a value stands follows from the payload's width, how many bytes of it are carried from the
 // part set alone: more than the width take bytes of the next row along, fewer cut the value.
 struct FixedRecords {
+  static constexpr bool few_words = false;
   Values<Layout::fixed> payload;
   uint64_t carried_bytes;
 
@@ -127,11 +141,13 @@ struct FixedRecords {
     copy_value(to + 8, payload.value().bytes, carried_bytes);
   }
   COLX_INLINE void pass() { payload.pass(payload.value()); }
+  COLX_INLINE void ask() const { prefetch(payload.at + stream_prefetch_bytes); }
   COLX_INLINE void save(colx_kctx*) const {}
 };
 
 // Records of the source, copied whole.
 struct HashridCopies {
+  static constexpr bool few_words = true;
   const uint8_t* at;
 
   COLX_INLINE HashridCopies(const colx_part_set*, const colx_cv* src, const colx_cv*,
@@ -142,12 +158,14 @@ struct HashridCopies {
   COLX_INLINE uint64_t bytes() const { return sizeof(HashridRecord); }
   COLX_INLINE void write(uint8_t* to, uint64_t) const { store(to, load(at)); }
   COLX_INLINE void pass() { at += sizeof(HashridRecord); }
+  COLX_INLINE void ask() const {}  // its stream is that of the hashes
   COLX_INLINE void save(colx_kctx*) const {}
 };
 
 // Length-prefixed records with their hash behind the length, as LvRecords writes them. The source
 // is the stream whose place is kept.
 struct LvCopies {
+  static constexpr bool few_words = false;
   Values<Layout::lv> record;
   const uint8_t* data;
 
@@ -159,6 +177,7 @@ struct LvCopies {
   COLX_INLINE uint64_t bytes() const { return record.stride(record.value()); }
   COLX_INLINE void write(uint8_t* to, uint64_t) const { copy_value(to, record.at, bytes()); }
   COLX_INLINE void pass() { record.pass(record.value()); }
+  COLX_INLINE void ask() const { prefetch(record.at + stream_prefetch_bytes); }
   COLX_INLINE void save(colx_kctx* kctx) const {
     kctx->colx_kctx_key_offset = static_cast<uint64_t>(record.at - data);
   }

@@ -4,7 +4,7 @@
 namespace colx {
 namespace {
 
-template <Layout key, RowValue value>
+template <Layout key, RowWord value>
 using RowRecords = std::conditional_t<key == Layout::gd, GdRecords<value>, RidRecords<value>>;
 
 }  // namespace
@@ -13,7 +13,7 @@ extern "C" {
 
 #define COLX_DEFINE(key, value)                                        \
   uint32_t colx_partition_rid_##key##_##value(COLX_PARAMS_partition) { \
-    using Records = RowRecords<Layout::key, RowValue::value>;          \
+    using Records = RowRecords<Layout::key, RowWord::value>;           \
     return partition<Layout::key, Records>(COLX_ARGS_partition);       \
   }
 COLX_PARTITION_RID(COLX_DEFINE)
