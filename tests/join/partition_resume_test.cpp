@@ -72,10 +72,13 @@ TEST(PartitionResume, TinyRoomsPlaceTheRowsOfOneCall) {
   for (const PartitionKernel& kernel : partition_kernels()) {
     Random random(1);
     PartitionBatch batch = random_partition_batch(kernel.form, 1200, random);
-    const Partitions parts = partition_in_parts(batch, 65, 200, random);
-    EXPECT_EQ(parts.fault, "") << kernel.name;
-    EXPECT_GT(parts.calls, 5u) << kernel.name;
-    EXPECT_TRUE(parts.records == partition_whole(batch).records) << kernel.name;
+    for (const bool far_apart : {false, true}) {
+      batch.far_apart = far_apart;
+      const Partitions parts = partition_in_parts(batch, 65, 200, random);
+      EXPECT_EQ(parts.fault, "") << kernel.name;
+      EXPECT_GT(parts.calls, 5u) << kernel.name;
+      EXPECT_TRUE(parts.records == partition_whole(batch).records) << kernel.name;
+    }
   }
 }
 

@@ -2,6 +2,7 @@
 // purpose.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "tests/oracle/native_numbers.h"
@@ -45,7 +46,7 @@ TEST(Partition, EveryKernelAtEveryRowCount) {
       PartitionBatch batch = random_partition_batch(kernel.form, rows, random);
       batch.edge = rows % 2 == 0 ? Edge::begin : Edge::end;
       for (const Place place : {Place::end, Place::begin, Place::middle}) {
-        if (rows > 1025 && place != Place::end) continue;
+        if (rows > 100 && place != Place::end) continue;
         batch.place = place;
         ASSERT_EQ(partition_difference(batch), "") << rows << " rows";
       }
@@ -73,6 +74,29 @@ TEST(Partition, EveryKernelWithRoomsThatEnd) {
       for (int p = 0; p < 16; ++p) batch.rooms.push_back(random.below(rows * 4));
       ASSERT_EQ(partition_difference(batch), "") << rows << " rows";
     }
+  }
+}
+
+// Kernels may look at the rows to come where their partitions lie far apart.
+TEST(Partition, EveryKernelWithPartitionsFarApart) {
+  for (const PartitionKernel& kernel : partition_kernels()) {
+    Random random(10);
+    for (uint32_t rows = 1; rows <= 50; ++rows) {
+      PartitionBatch batch = random_partition_batch(kernel.form, rows, random);
+      batch.far_apart = true;
+      ASSERT_EQ(partition_difference(batch), "");
+      batch.position = static_cast<uint32_t>(random.below(rows));
+      for (int p = 0; p < 16; ++p) batch.rooms.push_back(random.below(rows * 8));
+      ASSERT_EQ(partition_difference(batch), "");
+    }
+    for (const uint32_t rows : {1023, 1024, 1025, 1031, 1032, 1033, 2050}) {
+      PartitionBatch batch = random_partition_batch(kernel.form, rows, random);
+      batch.far_apart = true;
+      ASSERT_EQ(partition_difference(batch), "");
+    }
+    const auto first = reinterpret_cast<uintptr_t>(stage().parts.colx_part_cursors[0]);
+    const auto second = reinterpret_cast<uintptr_t>(stage().parts.colx_part_cursors[1]);
+    ASSERT_GT(std::max(first, second) - std::min(first, second), uintptr_t{8} << 20);
   }
 }
 

@@ -102,7 +102,7 @@ GatherStage& gather_stage() {
 
 // All pointers lead to where nothing can be read.
 void GatherStage::clear_records() {
-  void* const untouchable = arrays_.unreadable();
+  void* const untouchable = arrays_->unreadable();
   for (colx_enc_ctx* const encoding : {&res_encoding, &src_encoding}) {
     std::memset(encoding, 0, sizeof *encoding);
     encoding->colx_enc_ctx_symbols = encoding->colx_enc_ctx_cla = untouchable;
@@ -144,8 +144,8 @@ std::vector<uint64_t> GatherStage::place_values(const std::vector<Bytes>& page,
   }
   while (area.size() < end) area.push_back(static_cast<uint8_t>(0x9C ^ area.size()));
   area.resize(end);
-  values = reads_values(batch_.form.result) ? arrays_.place(area)
-                                            : static_cast<uint8_t*>(arrays_.unreadable());
+  values = reads_values(batch_.form.result) ? arrays_->place(area)
+                                            : static_cast<uint8_t*>(arrays_->unreadable());
   return offsets;
 }
 
@@ -157,9 +157,9 @@ void GatherStage::place_lp_store() {
     for (size_t i = 0; i < page.size(); ++i) {
       records.push_back(lp_record(page[i], values + offsets[i]));
     }
-    pages.push_back(arrays_.place_all(records));
+    pages.push_back(arrays_->place_all(records));
   }
-  store.colx_store_lp_pages = arrays_.place_pointers(pages);
+  store.colx_store_lp_pages = arrays_->place_pointers(pages);
 }
 
 void GatherStage::place_cla_store() {
@@ -169,12 +169,12 @@ void GatherStage::place_cla_store() {
     std::vector<uint32_t> cla(offsets.begin(), offsets.end());
     cla.push_back(static_cast<uint32_t>(page.empty() ? batch_.first_offset
                                                      : offsets.back() + page.back().size()));
-    pages.push_back(arrays_.place_all(cla));
+    pages.push_back(arrays_->place_all(cla));
     bases.push_back(reinterpret_cast<void*>(reinterpret_cast<uint64_t>(values) -
                                             uint64_t{batch_.first_offset}));
   }
-  store.colx_store_cla_pages = arrays_.place_pointers(pages);
-  store.colx_store_data_bases = arrays_.place_pointers(bases);
+  store.colx_store_cla_pages = arrays_->place_pointers(pages);
+  store.colx_store_data_bases = arrays_->place_pointers(bases);
 }
 
 void GatherStage::place_dlp_store() {
@@ -190,11 +190,11 @@ void GatherStage::place_dlp_store() {
       const uint64_t place = batch_.dlp_noise << batch_.dlp_bits | offsets[next++];
       words.push_back(place << 16 | value.size());
     }
-    pages.push_back(arrays_.place_all(words));
+    pages.push_back(arrays_->place_all(words));
   }
-  store.colx_store_dlp_pages = arrays_.place_pointers(pages);
+  store.colx_store_dlp_pages = arrays_->place_pointers(pages);
   if (batch_.form.result != GatherResult::dlp) {
-    res_encoding.colx_enc_ctx_dlp_pages = arrays_.place_pointers({values});
+    res_encoding.colx_enc_ctx_dlp_pages = arrays_->place_pointers({values});
   }
 }
 
@@ -219,14 +219,14 @@ void GatherStage::place_direct_source() {
     words.push_back((at.page << batch_.dlp_bits | offset) << 16 | value.size());
   }
   if (batch_.form.index == GatherIndex::lp_sep) {
-    src.colx_cv_data = arrays_.place_all(pointers);
-    src.colx_cv_aux = arrays_.place_all(lengths);
+    src.colx_cv_data = arrays_->place_all(pointers);
+    src.colx_cv_aux = arrays_->place_all(lengths);
   } else if (batch_.form.index == GatherIndex::lp) {
-    src.colx_cv_data = arrays_.place_all(records);
+    src.colx_cv_data = arrays_->place_all(records);
   } else {
-    src.colx_cv_data = arrays_.place_all(words);
+    src.colx_cv_data = arrays_->place_all(words);
     src_encoding.colx_enc_ctx_dlp_bits = static_cast<uint8_t>(batch_.dlp_bits);
-    src_encoding.colx_enc_ctx_dlp_pages = arrays_.place_pointers(bases);
+    src_encoding.colx_enc_ctx_dlp_pages = arrays_->place_pointers(bases);
   }
 }
 
@@ -245,12 +245,13 @@ void GatherStage::place_indices() {
       stream.insert(stream.end(), stored.begin(), stored.end());
     }
   }
-  src.colx_cv_data = arrays_.place(stream);
+  src.colx_cv_data = arrays_->place(stream);
 }
 
 void GatherStage::set(const GatherBatch& batch) {
   batch_ = batch;
-  arrays_.clear(batch.edge, batch.misaligned);
+  arrays_ = batch.far_apart ? &far_ : &near_;
+  arrays_->clear(batch.edge, batch.misaligned);
   clear_records();
   const GatherForm& form = batch.form;
   store.colx_store_type = store_bit(form.store) | batch.store_type;
@@ -292,7 +293,7 @@ void GatherStage::place_outputs(const oracle::GatherOutcome& expected) {
   aux.place(oracle::end_of(expected.aux), batch_.place);
   const bool has_lengths =
       batch_.form.result == GatherResult::lv_sep || batch_.form.result == GatherResult::lp_sep;
-  res.colx_cv_aux = has_lengths ? aux.begin() : arrays_.unreadable();
+  res.colx_cv_aux = has_lengths ? aux.begin() : arrays_->unreadable();
 }
 
 GatherRun GatherStage::call(colx_gather_call* kernel) {
@@ -338,15 +339,16 @@ std::string GatherStage::touched() const {
   return changed_records(kctx);
 }
 
-GatherBatch random_gather_batch(const GatherForm& form, uint32_t rows, Random& random) {
+namespace {
+
+GatherBatch random_batch(const GatherForm& form, uint32_t rows, uint8_t shift, uint64_t pages,
+                         Random& random) {
   GatherBatch batch;
   batch.form = form;
-  const bool one_page = form.store == GatherStore::none && form.index != GatherIndex::dlp;
-  constexpr uint8_t shifts[] = {64, 0, 1, 3};
-  batch.page_shift = one_page ? uint8_t{64} : random.pick<uint8_t>(shifts);
+  batch.page_shift = shift;
   const bool split = batch.page_shift != 64;
   const uint64_t per_page = split ? uint64_t{1} << batch.page_shift : 20;
-  batch.pages.resize(split ? 1 + random.below(6) : 1);
+  batch.pages.resize(split ? pages : 1);
   for (std::vector<Bytes>& page : batch.pages) {
     page.resize(per_page);
     for (Bytes& value : page) value = random.bytes(random.one_in(5) ? 0 : random.below(41));
@@ -368,7 +370,29 @@ GatherBatch random_gather_batch(const GatherForm& form, uint32_t rows, Random& r
     const uint64_t page = random.below(batch.pages.size());
     index = (split ? page << batch.page_shift : 0) | random.below(per_page) | noise;
   }
-  batch.capacity = form.result == GatherResult::dlp ? random.below(100) : gather_room(batch);
+  return batch;
+}
+
+void give_room(GatherBatch& batch, Random& random) {
+  const bool tested = batch.form.result != GatherResult::dlp;
+  batch.capacity = tested ? gather_room(batch) : random.below(100);
+}
+
+}  // namespace
+
+GatherBatch random_gather_batch(const GatherForm& form, uint32_t rows, Random& random) {
+  constexpr uint8_t shifts[] = {64, 0, 1, 3};
+  const uint8_t shift = random.pick<uint8_t>(shifts);
+  GatherBatch batch = random_batch(form, rows, shift, 1 + random.below(6), random);
+  give_room(batch, random);
+  return batch;
+}
+
+GatherBatch far_gather_batch(const GatherForm& form, uint32_t rows, Random& random) {
+  constexpr uint8_t shifts[] = {0, 1, 3};
+  GatherBatch batch = random_batch(form, rows, random.pick<uint8_t>(shifts), 6, random);
+  batch.far_apart = true;
+  give_room(batch, random);
   return batch;
 }
 

@@ -40,7 +40,8 @@ struct GatherBatch {
   uint32_t res_flags = 0;
   uint32_t src_flags = 0;
   uint32_t store_type = 0;
-  size_t misaligned = 0;  // bytes that arrays are moved away from the unreadable page
+  bool far_apart = false;  // arrays, values included, lie some 16 MiB away from one another
+  size_t misaligned = 0;   // bytes that arrays are moved away from the unreadable page
   Edge edge = Edge::end;
   Place place = Place::end;
 };
@@ -84,7 +85,9 @@ class GatherStage {
   std::string changed_records(const colx_kctx& kctx_now) const;
 
   GatherBatch batch_;
-  GuardedArrays arrays_;
+  GuardedArrays near_;
+  GuardedArrays far_{16 << 20};
+  GuardedArrays* arrays_ = &near_;
   colx_cv res_before_, src_before_;
   colx_enc_ctx res_encoding_before_, src_encoding_before_;
   colx_row_store store_before_;
@@ -95,6 +98,9 @@ GatherStage& gather_stage();
 
 // A batch of random values, lengths of 0 to 40, and random indices, with room for everything.
 GatherBatch random_gather_batch(const oracle::GatherForm& form, uint32_t rows, Random& random);
+
+// Likewise, with pages and their values far apart, the rows jumping from one to the other.
+GatherBatch far_gather_batch(const oracle::GatherForm& form, uint32_t rows, Random& random);
 
 // Room that all rows of the batch take.
 uint64_t gather_room(const GatherBatch& batch);

@@ -9,7 +9,10 @@ void GuardedArrays::clear(Edge edge, size_t misaligned) {
 }
 
 GuardedPages& GuardedArrays::next() {
-  if (used_ == pages_.size()) pages_.push_back(std::make_unique<GuardedPages>());
+  if (used_ == pages_.size()) {
+    pages_.push_back(std::make_unique<GuardedPages>());
+    pages_.back()->at_end(apart_);
+  }
   return *pages_[used_++];
 }
 

@@ -11,6 +11,11 @@ namespace colx::test {
 
 class GuardedArrays {
  public:
+  // The ends of arrays lie at least `apart` bytes away from one another, and their begins too.
+  explicit GuardedArrays(size_t apart = 0) : apart_(apart) {}
+  GuardedArrays(const GuardedArrays&) = delete;
+  GuardedArrays& operator=(const GuardedArrays&) = delete;
+
   // Forgets what was placed. Arrays then lie at `edge`; those at the end are moved away from the
   // unreadable page by `misaligned` bytes, for loads at odd addresses.
   void clear(Edge edge, size_t misaligned);
@@ -31,6 +36,7 @@ class GuardedArrays {
  private:
   GuardedPages& next();
 
+  size_t apart_;
   std::vector<std::unique_ptr<GuardedPages>> pages_;
   size_t used_ = 0;
   Edge edge_ = Edge::end;

@@ -58,6 +58,9 @@ class GuardedOutput {
  public:
   static constexpr size_t canary_bytes = 64;
 
+  // Keeps room for outputs of that size, so that two of them end as far away from one another.
+  void reserve(size_t bytes) { pages_.at_end(bytes); }
+
   // `size` dirty bytes; byte i holds dirty_byte(i). `shift` moves a middle output up by that many
   // bytes, to try alignments.
   uint8_t* bytes(size_t size, Place place, size_t shift = 0);

@@ -109,6 +109,15 @@ void PartitionStage::set(const PartitionBatch& batch) {
   place_partitions(batch.rooms);
 }
 
+PatchedOutput& PartitionStage::output(uint64_t partition) {
+  auto& outputs = batch_.far_apart ? far_ : near_;
+  while (outputs.size() <= partition) {
+    outputs.push_back(std::make_unique<PatchedOutput>());
+    if (batch_.far_apart) outputs.back()->reserve(16 << 20);
+  }
+  return *outputs[partition];
+}
+
 void PartitionStage::place_partitions(const std::vector<uint64_t>& rooms) {
   const uint64_t count = partitions_of(batch_);
   std::vector<void*> cursors(count, nullptr);
@@ -119,8 +128,7 @@ void PartitionStage::place_partitions(const std::vector<uint64_t>& rooms) {
   if (sizes.empty()) sizes = expected().moved_bytes;
   outputs_.clear();
   for (uint64_t p = 0; p < count; ++p) {
-    if (p == spare_.size()) spare_.push_back(std::make_unique<PatchedOutput>());
-    outputs_.push_back(spare_[p].get());
+    outputs_.push_back(&output(p));
     cursors[p] = outputs_[p]->place(sizes[p], batch_.place);
     ends[p] = outputs_[p]->begin() + sizes[p];
   }

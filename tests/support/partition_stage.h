@@ -30,6 +30,7 @@ struct PartitionBatch {
   uint64_t base_rid = 0;
   uint8_t hi = 3;
   uint8_t shift = 0;
+  bool far_apart = false;       // partitions lie some 16 MiB away from one another
   std::vector<uint64_t> rooms;  // of the partitions; without one exactly what is written
   uint32_t position = 0;        // offsets of streams are those of this row
   uint32_t type = 0;            // bits beside those that the form needs
@@ -78,7 +79,9 @@ class PartitionStage {
 
   PartitionBatch batch_;
   GuardedArrays arrays_, rooms_arrays_;
-  std::vector<std::unique_ptr<PatchedOutput>> spare_;
+  PatchedOutput& output(uint64_t partition);
+
+  std::vector<std::unique_ptr<PatchedOutput>> near_, far_;
   std::vector<PatchedOutput*> outputs_;
   colx_cv* payload_ = nullptr;
   colx_cv* nowhere_ = nullptr;

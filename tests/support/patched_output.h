@@ -12,6 +12,8 @@ namespace colx::test {
 
 class PatchedOutput {
  public:
+  void reserve(size_t bytes) { output_.reserve(bytes); }
+
   // `bytes` dirty bytes at that place.
   uint8_t* place(size_t bytes, Place place);
 
