@@ -11,16 +11,21 @@ struct TableKernels {
   Kernel* of[ordinal(TableForm::none) + 1][ordinal(Layout::none) + 1]
             [ordinal(RowValue::record) + 1];
 
+  // Apart from `of`: whether the address of a function is null is no constant to sanitizers.
+  bool placed[ordinal(TableForm::none) + 1][ordinal(Layout::none) + 1]
+             [ordinal(RowValue::record) + 1];
+
   constexpr void place(TableForm form, Layout layout, RowValue value, Kernel* kernel) {
     of[ordinal(form)][ordinal(layout)][ordinal(value)] = kernel;
+    placed[ordinal(form)][ordinal(layout)][ordinal(value)] = true;
   }
 
   constexpr unsigned count() const {
-    unsigned placed = 0;
-    for (const auto& by_layout : of)
+    unsigned kernels = 0;
+    for (const auto& by_layout : placed)
       for (const auto& by_value : by_layout)
-        for (const Kernel* kernel : by_value) placed += kernel != nullptr;
-    return placed;
+        for (const bool is_placed : by_value) kernels += is_placed;
+    return kernels;
   }
 
   // `payload` is looked at only where its form makes a difference.
