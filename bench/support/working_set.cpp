@@ -44,6 +44,10 @@ void fill_randomly(uint8_t* to, size_t bytes) {
 
 }  // namespace
 
+uint8_t* lasting_bytes(size_t bytes) {
+  return mapped(bytes);
+}
+
 const uint8_t* random_bytes(const SizeClass& size) {
   static std::map<std::string, uint8_t*> made;
   uint8_t*& at = made[size.name];

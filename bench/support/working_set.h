@@ -24,6 +24,9 @@ inline constexpr SizeClass size_classes[] = {in_l1, in_l2, in_memory};
 // of a size. Page-aligned, in huge pages where the system gives them.
 const uint8_t* random_bytes(const SizeClass& size);
 
+// Zeroed memory that lives as long as the program, likewise.
+uint8_t* lasting_bytes(size_t bytes);
+
 // As much room for output; what it holds is left from the case before.
 uint8_t* output_bytes(const SizeClass& size);
 
