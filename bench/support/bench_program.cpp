@@ -37,20 +37,20 @@ struct Findings {
 
 // The lines of a contest that are there, in the order of its fields, and where each went.
 struct LineUp {
-  std::vector<Pass> lines;
+  std::vector<Line> lines;
   size_t kernel, scalar, limit, peer;
 
   static constexpr size_t absent = ~size_t{0};
 
   explicit LineUp(const Contest& contest)
-      : kernel(add(contest.kernel)),
-        scalar(add(contest.scalar)),
-        limit(add(contest.limit)),
-        peer(add(contest.peer)) {}
+      : kernel(add({contest.kernel, contest.before_kernel})),
+        scalar(add({contest.scalar, contest.before_scalar})),
+        limit(add({contest.limit, {}})),
+        peer(add({contest.peer, contest.before_peer})) {}
 
  private:
-  size_t add(const Pass& line) {
-    if (!line) return absent;
+  size_t add(const Line& line) {
+    if (!line.pass) return absent;
     lines.push_back(line);
     return lines.size() - 1;
   }

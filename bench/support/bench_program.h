@@ -23,6 +23,9 @@ struct Contest {
   Pass scalar;
   Pass limit;
   Pass peer;
+  Pass before_kernel;  // off the clock, before each pass
+  Pass before_scalar;
+  Pass before_peer;
   std::string fault;
 };
 

@@ -23,7 +23,7 @@ Spread spread_of(std::vector<double> values) {
   return {median, values.front(), (quantile(values, 0.75) - quantile(values, 0.25)) / median};
 }
 
-PairedRun::PairedRun(const SizeClass& size, std::vector<Pass> lines, uint64_t sample_ticks)
+PairedRun::PairedRun(const SizeClass& size, std::vector<Line> lines, uint64_t sample_ticks)
     : size_(size), lines_(std::move(lines)), samples_(lines_.size()) {
   for (size_t line = 0; line < lines_.size(); ++line) {
     const double once = std::min(sample(line, 1), sample(line, 1));
@@ -38,13 +38,24 @@ void PairedRun::round() {
 }
 
 double PairedRun::sample(size_t line, unsigned passes) {
-  if (size_.windows == 1) lines_[line](0);
-  const uint64_t start = ticks_now();
+  if (size_.windows == 1) timed_passes(lines_[line], 1);
+  return static_cast<double>(timed_passes(lines_[line], passes)) / passes;
+}
+
+// Ticks of all the passes; one clock runs through them unless something has to go before each.
+uint64_t PairedRun::timed_passes(const Line& line, unsigned passes) {
+  uint64_t ticks = 0;
+  uint64_t start = ticks_now();
   for (unsigned pass = 0; pass < passes; ++pass) {
-    lines_[line](window_);
+    if (line.before) {
+      ticks += ticks_now() - start;
+      line.before(window_);
+      start = ticks_now();
+    }
+    line.pass(window_);
     window_ = (window_ + 1) % size_.windows;
   }
-  return static_cast<double>(ticks_now() - start) / passes;
+  return ticks + (ticks_now() - start);
 }
 
 double PairedRun::cycles(size_t line) const {

@@ -20,11 +20,18 @@ struct Spread {
 };
 Spread spread_of(std::vector<double> values);
 
+// What takes turns: the pass that is timed and, if it is there, what runs off the clock before each
+// one, as emptying a table that the pass fills.
+struct Line {
+  Pass pass;
+  Pass before;
+};
+
 // Every round takes one sample of each line. A sample is as many passes as fill `sample_ticks`, in
 // the caches after one pass that is not timed.
 class PairedRun {
  public:
-  PairedRun(const SizeClass& size, std::vector<Pass> lines, uint64_t sample_ticks);
+  PairedRun(const SizeClass& size, std::vector<Line> lines, uint64_t sample_ticks);
 
   void round();
 
@@ -39,9 +46,10 @@ class PairedRun {
 
  private:
   double sample(size_t line, unsigned passes);
+  uint64_t timed_passes(const Line& line, unsigned passes);
 
   SizeClass size_;
-  std::vector<Pass> lines_;
+  std::vector<Line> lines_;
   std::vector<unsigned> passes_;  // of a sample, per line
   std::vector<std::vector<double>> samples_;
   std::vector<double> cycles_per_tick_;  // per round
