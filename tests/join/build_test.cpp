@@ -147,6 +147,17 @@ TEST(Build, RecordsBringTheirValuesAndNeedNoPayload) {
   }
 }
 
+TEST(Build, HashValuesNeedNoHashFunction) {
+  BuildStage& stage = build_stage();
+  stage.table.set(table_shape(COLX_HT_K2V4, 1, 0, 0, 0));
+  BuildRows rows;
+  rows.keys.rows = {{.hash = 1}, {.hash = 2}};
+  stage.set_rows(rows, 4);
+  stage.fn = nullptr;
+  EXPECT_EQ(stage.entry_difference(), "");
+  stage.fn = chosen_hash;
+}
+
 TEST(Build, ValuesAreCutTo4BytesInTablesOfSuch) {
   BuildStage& stage = build_stage();
   for (const uint32_t type : {COLX_HT_K2V4, COLX_HT_K4V4, COLX_HT_K2V8, COLX_HT_K4V8}) {

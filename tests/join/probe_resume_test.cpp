@@ -196,6 +196,26 @@ TEST(ProbeResume, TheOutputFillsUpInALaterBlock) {
   }
 }
 
+TEST(ProbeResume, RoomIsCountedIn32BitsToItsTop) {
+  ProbeStage& stage = table_of({{7, 3}});
+  set_hashes(stage, std::vector<uint64_t>(1100, 7));
+  stage.set_room(3300);
+  stage.res.colx_cv_num_of_rows = 0xFFFFFFFF;
+  EXPECT_EQ(stage.entry_difference(), "");
+  EXPECT_EQ(stage.status, COLX_DONE);
+  EXPECT_EQ(stage.res.colx_cv_num_of_rows, 3300u);
+}
+
+TEST(ProbeResume, HashValuesNeedNoHashFunction) {
+  ProbeStage& stage = table_of({{7, 3}});
+  set_hashes(stage, {7, 8});
+  stage.set_room(3);
+  stage.fn = nullptr;
+  EXPECT_EQ(stage.entry_difference(), "");
+  EXPECT_EQ(stage.counted.size(), 3u);
+  stage.fn = chosen_hash;
+}
+
 TEST(ProbeResume, APositionAtOrPastTheRowCountIsSetBackToIt) {
   ProbeStage& stage = probe_stage();
   for (const ProbeKernel& kernel : probe_kernels()) {
