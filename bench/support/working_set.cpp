@@ -59,6 +59,23 @@ const uint8_t* random_bytes(const SizeClass& size) {
   return at;
 }
 
+// Of each 4 bytes the last one is the top byte of a native number, the first one that of a
+// canonical one. Their top seven bits below the sign are those of numbers from 2^-1 or 2^-16 on.
+const uint8_t* number_bytes(const SizeClass& size) {
+  static std::map<std::string, uint8_t*> made;
+  uint8_t*& at = made[size.name];
+  if (at == nullptr) {
+    const size_t bytes = size.windows * size.bytes + readable_behind;
+    at = mapped(bytes);
+    fill_randomly(at, bytes);
+    for (size_t i = 0; i + 4 <= bytes; i += 4) {
+      at[i] = (at[i] & 0x80) != 0 ? 0xBF : 0x40;
+      at[i + 3] = (at[i + 3] & 0x80) | 0x3F;
+    }
+  }
+  return at;
+}
+
 uint8_t* output_bytes(const SizeClass& size) {
   static std::map<std::string, uint8_t*> made;
   uint8_t*& at = made[size.name];

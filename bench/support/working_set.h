@@ -24,6 +24,10 @@ inline constexpr SizeClass size_classes[] = {in_l1, in_l2, in_memory};
 // of a size. Page-aligned, in huge pages where the system gives them.
 const uint8_t* random_bytes(const SizeClass& size);
 
+// The same with every 4 bytes a float and every 8 bytes a double of ordinary magnitude and random
+// sign, in native and in canonical form alike: arithmetic meets no denormal, infinity or NaN.
+const uint8_t* number_bytes(const SizeClass& size);
+
 // Zeroed memory that lives as long as the program, likewise.
 uint8_t* lasting_bytes(size_t bytes);
 
