@@ -1,13 +1,6 @@
 // The exported record: all that the host reads to find the kernels. Constant after load.
 #include "kernels/frame/colx_x86.h"
 
-namespace {
-
-// An entry whose function is not in this build; the host's loader names it.
-constexpr decltype(nullptr) pending = nullptr;
-
-}  // namespace
-
 extern "C" {
 
 extern constinit const colx_specialized_ctx colx_global_specialized_ctx = {
@@ -53,7 +46,7 @@ extern constinit const colx_specialized_ctx colx_global_specialized_ctx = {
     .colx_sctx_lbiwvones = colx_lbiwvones_dydi,
     .colx_sctx_lbiwvrun = colx_lbiwvrun_dydi,
     .colx_sctx_lbiwvruns = colx_lbiwvruns_dydi,
-    .colx_sctx_bloom = pending,
+    .colx_sctx_bloom = colx_bloom_dydi,
     .colx_sctx_spatial_pip = colx_spatial_pip_dydi,
     .colx_sctx_groupkey = colx_groupkey_dydi,
     .colx_sctx_gby_sum = colx_gby_sum_dydi,
