@@ -294,6 +294,11 @@ COLX_INLINE uint32_t half_top_bits(Vec v) {
   return static_cast<uint32_t>(_mm_movemask_pd(_mm_castsi128_pd(v)));
 }
 
+// Bit k is the top bit of lane k of 4 bytes.
+COLX_INLINE uint32_t lane_top_bits(Vec v) {
+  return static_cast<uint32_t>(_mm_movemask_ps(_mm_castsi128_ps(v)));
+}
+
 COLX_INLINE uint64_t low_half(Vec v) {
   return static_cast<uint64_t>(_mm_cvtsi128_si64(v));
 }

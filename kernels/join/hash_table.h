@@ -23,6 +23,18 @@ inline constexpr uint8_t used_slots_mask = 0x0F;
 inline constexpr uint8_t unique_mark = 0x40;
 inline constexpr uint8_t chained_mark = 0x80;
 
+// Bits of the used slots by header.
+inline constexpr std::array<uint16_t, 16> used_slot_bits = [] {
+  std::array<uint16_t, 16> bits{};
+  for (unsigned used = 0; used < 16; ++used) bits[used] = static_cast<uint16_t>((1 << used) - 1);
+  return bits;
+}();
+static_assert(used_slot_bits[0] == 0 && used_slot_bits[9] == 0x1FF);
+
+COLX_INLINE uint32_t used_slots(uint8_t header) {
+  return used_slot_bits[header & used_slots_mask];
+}
+
 template <unsigned key_width, unsigned value_width>
 struct BucketForm {
   using Key = Unsigned<key_width>;
@@ -44,17 +56,23 @@ struct BucketForm {
     return load_as<Value>(bucket + values_at + slot * value_bytes);
   }
 
-  // Bit i: slot i is among the first `used` and holds the key.
-  COLX_INLINE static uint32_t slots_of(const uint8_t* bucket, Key key, uint32_t used) {
+  // Bit i: slot i holds the key, be it used or stale.
+  COLX_INLINE static uint32_t same_keys(const uint8_t* bucket, Key key) {
     constexpr unsigned lanes = 16 / key_bytes;
     const Vec wanted = splat<key_bytes>(key);
     const uint8_t* const keys = bucket + keys_at;
-    Vec same = equal<key_bytes>(load(keys), wanted);
+    const Vec same = equal<key_bytes>(load(keys), wanted);
+    if constexpr (slots == 4) return lane_top_bits(same);
     Vec rest = zeros();
     if constexpr (slots > lanes) rest = equal<key_bytes>(load(keys + 16), wanted);
-    same = narrowed<key_bytes>(same, rest);
-    if constexpr (key_bytes == 4) same = narrowed<2>(same, zeros());
-    return top_bits(same) & ((1u << used) - 1);
+    Vec both = narrowed<key_bytes>(same, rest);
+    if constexpr (key_bytes == 4) both = narrowed<2>(both, zeros());
+    return top_bits(both) & ((1u << slots) - 1);
+  }
+
+  // The same among the first `used` slots.
+  COLX_INLINE static uint32_t slots_of(const uint8_t* bucket, Key key, uint32_t used) {
+    return same_keys(bucket, key) & ((1u << used) - 1);
   }
 };
 static_assert(BucketForm<2, 8>::slots == 5 && BucketForm<2, 8>::values_at == 16);

@@ -1,100 +1,97 @@
 // The passes of the probe: a look at the first buckets of a block's rows, then the search for their
 // keys.
 //
-// The search goes in groups of rows and twice over each. First all rows compare their key with
-// their first bucket, without a branch on data, and those that have anything to do are listed; then
-// the list is worked off. Which rows hit is beyond prediction; that a listed row has one record is
-// what most joins have.
+// The search goes in groups of rows and twice over each. First every row compares its key with the
+// keys of its first bucket, without a branch on data, and the rows that may have something to do
+// are listed; then the list is worked off. Which rows hit is beyond prediction; that a listed row
+// has one record, found in its first bucket, is what most joins have.
 #include "kernels/join/table_passes.h"
 
 namespace colx {
 namespace {
 
-constexpr uint32_t group_rows = 128;
+constexpr uint32_t group_rows = 512;
 
-// What a bucket has for a key. A unique one ends the search with its first hit.
-struct BucketHits {
-  uint32_t slots;    // a bit per slot with a hit
-  uint32_t further;  // 1: the search goes on in the next bucket, else 0
+// Rows of a group whose key stands in their first bucket, used or stale, or whose bucket is
+// chained.
+struct Candidates {
+  uint32_t listed;
+  const uint8_t* bucket[group_rows];
+  uint16_t row[group_rows];
+  uint16_t same[group_rows];  // slots with the key, used or stale
 };
-
-template <class Form>
-COLX_INLINE BucketHits bucket_hits(const uint8_t* bucket, typename Form::Key key) {
-  static_assert(chained_mark == 1 << 7 && unique_mark == 1 << 6);
-  const uint32_t header = *bucket;
-  const uint32_t slots = Form::slots_of(bucket, key, header & used_slots_mask);
-  const uint32_t chained = header >> 7;
-  const uint32_t unique = header >> 6 & 1;
-  const uint32_t ended = unique & uint32_t{slots != 0};
-  return {unique ? slots & -slots : slots, chained & ~ended};
-}
 
 COLX_INLINE const uint8_t* next_bucket(const uint8_t* bucket) {
   return load_as<const uint8_t*>(bucket + next_bucket_at);
 }
 
-// A row that hits in its first bucket or has to search further.
-struct Candidate {
-  const uint8_t* bucket;
-  uint32_t row;
-  uint16_t slots;
-  uint16_t further;
-};
-static_assert(sizeof(Candidate) == 16);
+// Puts second buckets on their way, so that their misses overlap too.
+COLX_INLINE void prefetch_next(const Candidates& list, const uint16_t* places, uint32_t chained) {
+  for (uint32_t k = 0; k < chained; ++k) prefetch(next_bucket(list.bucket[places[k]]));
+}
 
-// Lists the rows from `row` to `end`; the second buckets of chains are on their way then.
-template <class Form, bool partitioned, bool chains, class Rows>
-COLX_INLINE uint32_t list_candidates(const BucketFinder<Form, partitioned>& finder, const Rows& of,
-                                     uint32_t row, uint32_t end, Candidate* list) {
+template <class Form, bool chains, class Finder, class Rows>
+COLX_INLINE void list_candidates(Candidates& list, const Finder& finder, const Rows& of,
+                                 size_t first, size_t end) {
+  uint16_t chained_places[group_rows];
+  uint32_t chained = 0;
   uint32_t listed = 0;
-  for (; row < end; ++row) {
-    const uint8_t* const bucket = finder.bucket(of.hash(row));
-    const auto key = static_cast<typename Form::Key>(of.key(row));
-    const BucketHits hits = bucket_hits<Form>(bucket, key);
-    const uint32_t further = chains ? hits.further : 0;
-    if constexpr (chains) prefetch(further ? next_bucket(bucket) : bucket);
-    list[listed] = {bucket, row, static_cast<uint16_t>(hits.slots), static_cast<uint16_t>(further)};
-    listed += (hits.slots | further) != 0;
+  for (size_t r = first; r < end; ++r) {
+    const uint8_t* const bucket = finder.bucket(of.hash(r));
+    const uint32_t same = Form::same_keys(bucket, static_cast<typename Form::Key>(of.key(r)));
+    list.bucket[listed] = bucket;
+    list.row[listed] = static_cast<uint16_t>(r - first);
+    list.same[listed] = static_cast<uint16_t>(same);
+    if constexpr (chains) {
+      const uint32_t header = *bucket;
+      chained_places[chained] = static_cast<uint16_t>(listed);
+      chained += header >> 7;
+      listed += (same | (header & chained_mark)) != 0;
+    } else {
+      listed += same != 0;
+    }
   }
-  return listed;
+  list.listed = listed;
+  if constexpr (chains) prefetch_next(list, chained_places, chained);
 }
 
 // The output of a pass.
 struct Records {
-  uint8_t* out;
-  uint64_t room;  // in records
-  uint64_t written;
+  uint8_t* next;
+  uint8_t* end;
 
-  // False if a record finds no room.
+  // Writes a record per slot, of a unique bucket for the first one alone; false if a record finds
+  // no room.
   template <class Form>
   COLX_INLINE bool put(uint64_t left, const uint8_t* bucket, uint32_t slots) {
-    for (; slots != 0; slots &= slots - 1) {
-      if (written == room) return false;
-      uint8_t* const record = out + written * sizeof(RidvalueRecord);
-      store_as(record, left);
-      store_as<uint64_t>(record + offsetof(RidvalueRecord, value),
+    while (slots != 0) {
+      if (next == end) return false;
+      store_as(next, left);
+      store_as<uint64_t>(next + offsetof(RidvalueRecord, value),
                          Form::value(bucket, std::countr_zero(slots)));
-      ++written;
+      next += sizeof(RidvalueRecord);
+      slots &= slots - 1;
+      if (slots != 0 && *bucket & unique_mark) break;
+    }
+    return true;
+  }
+
+  // All records of a row. A hit in a unique bucket ends its search.
+  template <class Form, bool chains>
+  COLX_INLINE bool put_row(uint64_t left, const uint8_t* bucket, uint32_t same,
+                           typename Form::Key key) {
+    uint32_t slots = same & used_slots(*bucket);
+    if (!put<Form>(left, bucket, slots)) return false;
+    if constexpr (chains) {
+      while (*bucket & chained_mark && !(*bucket & unique_mark && slots != 0)) {
+        bucket = next_bucket(bucket);
+        slots = Form::same_keys(bucket, key) & used_slots(*bucket);
+        if (!put<Form>(left, bucket, slots)) return false;
+      }
     }
     return true;
   }
 };
-
-template <class Form, bool chains>
-COLX_INLINE bool put_candidate(Records& records, const Candidate& candidate, typename Form::Key key,
-                               uint64_t left) {
-  const uint8_t* bucket = candidate.bucket;
-  if (!records.template put<Form>(left, bucket, candidate.slots)) return false;
-  if constexpr (chains) {
-    for (uint32_t further = candidate.further; further;) {
-      bucket = next_bucket(bucket);
-      const BucketHits hits = bucket_hits<Form>(bucket, key);
-      if (!records.template put<Form>(left, bucket, hits.slots)) return false;
-      further = hits.further;
-    }
-  }
-  return true;
-}
 
 // The room is looked at when a record is to be written and at no other time. The records of a row
 // that finds none stay behind those that count.
@@ -102,22 +99,23 @@ template <class Form, bool partitioned, bool chains, class Rows, class Values>
 COLX_INLINE uint32_t match_rows(Records records, const Rows& of, const Values& values,
                                 uint32_t rows, uint32_t* stop_row, const BucketChoice& choice) {
   const BucketFinder<Form, partitioned> finder(choice);
-  Candidate list[group_rows];
-  for (uint32_t row = 0; row < rows; row += group_rows) {
-    const uint32_t end = std::min(rows, row + group_rows);
-    const uint32_t listed = list_candidates<Form, partitioned, chains>(finder, of, row, end, list);
-    for (uint32_t k = 0; k < listed; ++k) {
-      const uint64_t finished = records.written;
-      const uint32_t r = list[k].row;
+  const uint8_t* const out = records.next;
+  Candidates list;
+  for (uint32_t first = 0; first < rows; first += group_rows) {
+    list_candidates<Form, chains>(list, finder, of, first, std::min(rows, first + group_rows));
+    for (uint32_t k = 0; k < list.listed; ++k) {
+      const uint32_t r = first + list.row[k];
       const auto key = static_cast<typename Form::Key>(of.key(r));
-      if (!put_candidate<Form, chains>(records, list[k], key, values.value(r))) {
+      const uint8_t* const finished = records.next;
+      if (!records.template put_row<Form, chains>(values.value(r), list.bucket[k], list.same[k],
+                                                  key)) {
         *stop_row = r;
-        return static_cast<uint32_t>(finished);
+        return static_cast<uint32_t>((finished - out) / sizeof(RidvalueRecord));
       }
     }
   }
   *stop_row = rows;
-  return static_cast<uint32_t>(records.written);
+  return static_cast<uint32_t>((records.next - out) / sizeof(RidvalueRecord));
 }
 
 template <class Form, bool chains, class Rows, class Values>
@@ -163,7 +161,8 @@ COLX_TABLE_FORMS(COLX_DEFINE_PREFETCH)
   uint32_t colx_match_##form##_##name(void* out, const uint64_t* hashes, uint32_t rows,         \
                                       __VA_ARGS__, COLX_PARAMS_match) {                         \
     using Form = FormOf<TableForm::form>;                                                       \
-    const Records records = {static_cast<uint8_t*>(out), room, 0};                              \
+    const Records records = {static_cast<uint8_t*>(out),                                        \
+                             bytes_at(out, room * sizeof(RidvalueRecord))};                     \
     return match<Form>(records, rows_of, values_of, rows, stop_row, COLX_CHOICE, none_chained); \
   }
 
