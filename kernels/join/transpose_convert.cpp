@@ -69,19 +69,20 @@ COLX_INLINE bool fits(const uint8_t* cursor, const uint8_t* end, uint64_t length
   return end - cursor >= static_cast<int64_t>(length);
 }
 
-// Copies the values of one row and moves `cursor` behind them. False where one does not fit.
+// Copies the values of one row and moves `cursor` and `record` behind them. False where one does
+// not fit.
 template <Form form, class Entries>
 COLX_INLINE bool convert_row(Entries& entries, uint8_t*& cursor, const uint8_t* end,
-                             const uint8_t* records, uint64_t columns) {
-  uint16_t row_length = 0;  // in 16 bits: a longer row has a wrong one
+                             const uint8_t*& record, uint64_t columns) {
+  const uint8_t* const row_begin = cursor;
   if constexpr (form == Form::row) entries.open(cursor);
-  for (uint64_t column = 0; column < columns; ++column) {
-    const RowBytes value = lp_value(records + column * lp_record_bytes);
+  for (const uint8_t* const row_end = record + columns * lp_record_bytes; record != row_end;
+       record += lp_record_bytes) {
+    const RowBytes value = lp_value(record);
     if (!fits<form>(cursor, end, value.length)) return false;
     if constexpr (form == Form::row) {
       store_as(cursor, static_cast<uint16_t>(value.length));
       cursor += 2;
-      row_length += static_cast<uint16_t>(value.length + (Entries::counts_prefixes ? 2 : 0));
     } else {
       entries.open(cursor);
       entries.close(static_cast<uint16_t>(value.length));
@@ -89,7 +90,11 @@ COLX_INLINE bool convert_row(Entries& entries, uint8_t*& cursor, const uint8_t* 
     copy_value(cursor, value.bytes, value.length);
     cursor += value.length;
   }
-  if constexpr (form == Form::row) entries.close(row_length);
+  if constexpr (form == Form::row) {
+    const uint64_t uncounted = Entries::counts_prefixes ? 0 : 2 * columns;
+    // In 16 bits: a longer row has a wrong length.
+    entries.close(static_cast<uint16_t>(static_cast<uint64_t>(cursor - row_begin) - uncounted));
+  }
   return true;
 }
 
@@ -97,24 +102,24 @@ template <Form form, class Entries>
 COLX_INLINE uint32_t convert(const colx_row_store* out, const colx_row_store* in, int32_t part,
                              int32_t block, uint32_t from, uint32_t to, colx_kctx* kctx) {
   const uint64_t columns = in->colx_store_ncols;
-  const uint8_t* const matrix = bytes_at(in->colx_store_lp_pages[block], 0);
   const uint8_t* const end = bytes_at(out->colx_store_data_ends[part], 0);
   uint8_t* cursor = bytes_at(out->colx_store_data_cursors[part], 0);
   Entries entries(out, part, from);
+  const uint8_t* record =
+      bytes_at(in->colx_store_lp_pages[block], from * columns * lp_record_bytes);
   uint32_t status = COLX_DONE;
-  uint64_t row = from;
-  for (; row <= to; ++row) {
-    const uint8_t* const records = matrix + row * columns * lp_record_bytes;
+  uint64_t left = from <= to ? uint64_t{to} - from + 1 : 0;
+  for (; left != 0; --left) {
     uint8_t* const row_entry = entries.at;
     uint8_t* const row_cursor = cursor;
-    if (!convert_row<form>(entries, cursor, end, records, columns)) {
+    if (!convert_row<form>(entries, cursor, end, record, columns)) {
       entries.at = row_entry;
       cursor = row_cursor;
       status = COLX_DATA_ROOM_FULL;
       break;
     }
   }
-  kctx->colx_kctx_position = static_cast<uint32_t>(row);
+  kctx->colx_kctx_position = from <= to ? to + 1 - static_cast<uint32_t>(left) : from;
   out->colx_store_data_cursors[part] = cursor;
   *entries.position = entries.at;
   return status;

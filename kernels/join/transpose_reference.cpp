@@ -14,6 +14,7 @@ COLX_INLINE uint32_t reference(const colx_row_store* store, const colx_cv* src, 
   const uint64_t row_bytes = store->colx_store_ncols * lp_record_bytes;
   uint8_t* record = matrix + (col & 0xFFFF) * lp_record_bytes;
   auto values = Values<layout>::of(src, 0, 0);
+#pragma GCC unroll 4
   for (uint32_t rows = src->colx_cv_num_of_rows; rows > 0; --rows) {
     const RowBytes value = values.value();
     store_lp(record, value);

@@ -6,21 +6,33 @@
 
 namespace colx {
 
-// Two words of the type `T` that overlap where there are less than two words of bytes.
-template <class T>
+// `count` words of the type `T` from the front and as many up to the end; they overlap where there
+// are fewer bytes than that.
+template <class T, unsigned count = 1>
 COLX_INLINE void copy_ends(uint8_t* to, const uint8_t* from, uint64_t bytes) {
-  const T first = load_as<T>(from);
-  const T last = load_as<T>(from + bytes - sizeof(T));
-  store_as(to, first);
-  store_as(to + bytes - sizeof(T), last);
+  const uint64_t back = bytes - count * sizeof(T);
+  T front_words[count];
+  T back_words[count];
+#pragma GCC unroll 2
+  for (unsigned i = 0; i < count; ++i) {
+    front_words[i] = load_as<T>(from + i * sizeof(T));
+    back_words[i] = load_as<T>(from + back + i * sizeof(T));
+  }
+#pragma GCC unroll 2
+  for (unsigned i = 0; i < count; ++i) {
+    store_as(to + i * sizeof(T), front_words[i]);
+    store_as(to + back + i * sizeof(T), back_words[i]);
+  }
 }
 
-// Copies `bytes` bytes and touches no others. Most values are short: up to 32 bytes there is no
+// Copies `bytes` bytes and touches no others. Most values are short: up to 64 bytes there is no
 // call.
 COLX_INLINE void copy_value(uint8_t* to, const uint8_t* from, uint64_t bytes) {
-  if (bytes > 32) {
+  if (bytes > 64) [[unlikely]] {
     std::memcpy(to, from, bytes);
-  } else if (bytes >= 16) {
+  } else if (bytes > 32) {
+    copy_ends<Vec, 2>(to, from, bytes);
+  } else if (bytes > 16) {
     copy_ends<Vec>(to, from, bytes);
   } else if (bytes >= 8) {
     copy_ends<uint64_t>(to, from, bytes);
