@@ -27,23 +27,45 @@ struct Polygon {
   COLX_INLINE double y_at(uint32_t vertex) const { return load_as<double>(y + size_t{vertex} * 8); }
 };
 
-// Edges (v, v + 1) and (v + 1, v + 2), without a division.
-COLX_INLINE uint32_t crossings_of_pair(const Polygon& polygon, size_t v) {
+// A pair is the edges (v, v + 1) and (v + 1, v + 2), in two lanes. Those of its edges whose ends
+// lie on different sides of the line.
+COLX_INLINE Vec straddling(const Polygon& polygon, size_t v) {
   const Vec py = splat<8>(std::bit_cast<uint64_t>(polygon.py));
-  const Vec ya = load(polygon.y + v * 8);
-  const Vec yb = load(polygon.y + (v + 1) * 8);
-  const Vec straddles = differ(double_below(py, ya), double_below(py, yb));
-  if (half_top_bits(straddles) == 0) return 0;
+  return differ(double_below(py, load(polygon.y + v * 8)),
+                double_below(py, load(polygon.y + (v + 1) * 8)));
+}
+
+// How many of the pair's straddling edges cross, without a division.
+COLX_INLINE uint32_t crossings_of_pair(const Polygon& polygon, size_t v, Vec straddles) {
   const Vec px = splat<8>(std::bit_cast<uint64_t>(polygon.px));
+  const Vec py = splat<8>(std::bit_cast<uint64_t>(polygon.py));
   const Vec xa = load(polygon.x + v * 8);
   const Vec xb = load(polygon.x + (v + 1) * 8);
-  const Vec dy = number_difference<double>(yb, ya);
+  const Vec ya = load(polygon.y + v * 8);
+  const Vec dy = number_difference<double>(load(polygon.y + (v + 1) * 8), ya);
   const Vec left = number_product<double>(number_difference<double>(px, xa), dy);
   const Vec right =
       number_product<double>(number_difference<double>(xb, xa), number_difference<double>(py, ya));
   const Vec right_of_point =
       chosen(double_below(dy, zeros()), double_below(right, left), double_below(left, right));
   return population(half_top_bits(both(straddles, right_of_point)));
+}
+
+// Pairs from vertex `v` on; most have no straddling edge, so that is asked for all of them at once.
+template <unsigned pairs>
+COLX_INLINE uint32_t crossings_of_pairs(const Polygon& polygon, size_t v) {
+  Vec straddles[pairs];
+  Vec any = zeros();
+#pragma GCC unroll 8
+  for (unsigned p = 0; p < pairs; ++p)
+    any = either(any, straddles[p] = straddling(polygon, v + 2 * p));
+  if (half_top_bits(any) == 0) return 0;
+  uint32_t count = 0;
+#pragma GCC unroll 8
+  for (unsigned p = 0; p < pairs; ++p)
+    if (half_top_bits(straddles[p]) != 0)
+      count += crossings_of_pair(polygon, v + 2 * p, straddles[p]);
+  return count;
 }
 
 // The edge between a vertex and the one before it.
@@ -59,7 +81,9 @@ uint32_t crossings(const Polygon& polygon, uint32_t vertices) {
   if (vertices == 0) return 0;
   const uint32_t rest = vertices < 2 ? 0 : (vertices / 2 - 1) * 2;
   uint32_t count = 0;
-  for (uint32_t v = 0; v != rest; v += 2) count += crossings_of_pair(polygon, v);
+  uint32_t v = 0;
+  for (; rest - v >= 8; v += 8) count += crossings_of_pairs<4>(polygon, v);
+  for (; v != rest; v += 2) count += crossings_of_pairs<1>(polygon, v);
   uint32_t previous = vertices - 1;
   for (uint32_t current = rest; current != vertices; previous = current++)
     count += crosses(polygon, current, previous);

@@ -64,12 +64,17 @@ struct Elements {
   Vec at[unit_bytes<bits>];
 };
 
-// Gathers the even bytes of a vector into its low half.
-inline constexpr Mask colx_shuffle_upper_pack16 = [] {
+// The even bytes of a vector in its low half, or in its high half: the OR of the two joins vectors.
+constexpr Mask even_bytes(unsigned half) {
   Mask mask{};
-  for (unsigned k = 0; k < 16; ++k) mask.bytes[k] = static_cast<uint8_t>(k < 8 ? 2 * k : 0x80);
+  for (unsigned k = 0; k < 16; ++k)
+    mask.bytes[k] = static_cast<uint8_t>(k / 8 == half ? 2 * (k % 8) : 0x80);
   return mask;
-}();
+}
+inline constexpr Mask colx_shuffle_upper_pack16 = even_bytes(0);
+inline constexpr Mask colx_shuffle_lower_pack16 = even_bytes(1);
+static_assert(begins(colx_shuffle_upper_pack16, {0, 2, 4, 6, 8, 10, 12, 14,  //
+                                                 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80}));
 
 struct FourKeys {
   uint32_t at[4];
@@ -128,7 +133,9 @@ COLX_INLINE uint32_t unmarked(const Elements<bits>& elements) {
   if constexpr (bits == 1) return top_bits(equal<1>(at[0], zeros()));
   if constexpr (bits == 4 || bits == 8) return top_bits(equal<1>(at[0], none)) ^ 0xFFFF;
   if constexpr (bits == 16)
-    return top_bits(narrowed<2>(equal<2>(at[0], none), equal<2>(at[1], none))) ^ 0xFFFF;
+    return top_bits(either(shuffle(equal<2>(at[0], none), load(colx_shuffle_upper_pack16)),
+                           shuffle(equal<2>(at[1], none), load(colx_shuffle_lower_pack16)))) ^
+           0xFFFF;
   if constexpr (bits == 32) {
     const Vec low = narrowed<4>(equal<4>(at[0], none), equal<4>(at[1], none));
     const Vec high = narrowed<4>(equal<4>(at[2], none), equal<4>(at[3], none));
@@ -146,6 +153,7 @@ COLX_INLINE void put_elements(uint8_t* codes, uint32_t row, const Elements<bits>
     const Vec pairs = either(nibbles, shifted_right<2, 4>(nibbles));
     store_low_half(to, shuffle(pairs, load(colx_shuffle_upper_pack16)));
   } else {
+#pragma GCC unroll 4
     for (unsigned v = 0; v < unit_bytes<bits>; ++v) store(to + 16 * v, elements.at[v]);
   }
 }

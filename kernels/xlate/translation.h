@@ -3,7 +3,7 @@
 // A pattern over the form of the table and its element, and over what comes out: a bit per row that
 // has a code, or the codes as well. A table form, a struct of the table's facts, has
 //   element(key)      the element of a key, or the marker
-//   elements(keys)    those of SixteenKeys
+//   elements(keys)    those of sixteen keys, stored in a byte order
 //
 // Reads no more than the keys of the rows; keys are not checked against the table's size. The
 // output is not cleared: a block of sixteen rows that has a hit stores all of its bits, other rows
@@ -19,28 +19,32 @@ namespace colx {
 
 enum class ByteOrder { native, big_endian };
 
-// Sixteen keys where they are stored, 4 bytes each.
+// Sixteen keys where they are stored, 4 bytes each, and a number that is added to them in 32 bits.
 template <ByteOrder order>
 struct SixteenKeys {
   const uint8_t* from;
+  uint32_t added;
 
   // Keys k to k + 3, read as two pairs.
   COLX_INLINE FourKeys four_from(unsigned k) const {
-    const uint64_t low = load_as<uint64_t>(from + 4 * k);
-    const uint64_t high = load_as<uint64_t>(from + 4 * k + 8);
+    const uint64_t first = load_as<uint64_t>(from + 4 * k);
+    const uint64_t second = load_as<uint64_t>(from + 4 * k + 8);
     if constexpr (order == ByteOrder::native)
-      return {static_cast<uint32_t>(low), static_cast<uint32_t>(low >> 32),
-              static_cast<uint32_t>(high), static_cast<uint32_t>(high >> 32)};
-    return {static_cast<uint32_t>(byte_reversed(low) >> 32),
-            static_cast<uint32_t>(byte_reversed(low)),
-            static_cast<uint32_t>(byte_reversed(high) >> 32),
-            static_cast<uint32_t>(byte_reversed(high))};
+      return {low_key(first), high_key(first), low_key(second), high_key(second)};
+    return {high_key(byte_reversed(first)), low_key(byte_reversed(first)),
+            high_key(byte_reversed(second)), low_key(byte_reversed(second))};
   }
 
-  // The low 7 bits of each, in bytes.
+  COLX_INLINE uint32_t low_key(uint64_t pair) const { return static_cast<uint32_t>(pair) + added; }
+  COLX_INLINE uint32_t high_key(uint64_t pair) const {
+    return static_cast<uint32_t>((pair + (uint64_t{added} << 32)) >> 32);
+  }
+
+  // Their low 7 bits, in bytes; what is above does not count.
   COLX_INLINE Vec low_bits() const {
     const Vec first = narrowed<4>(four_low_bits<0>(), four_low_bits<1>());
-    return narrowed<2>(first, narrowed<4>(four_low_bits<2>(), four_low_bits<3>()));
+    const Vec keys = narrowed<2>(first, narrowed<4>(four_low_bits<2>(), four_low_bits<3>()));
+    return sum<1>(keys, splat<1>(added));
   }
 
   template <unsigned four>
@@ -57,27 +61,29 @@ struct FlatTable {
   const uint8_t* table;
   uint32_t base;
 
-  COLX_INLINE uint32_t index(uint32_t key) const { return based ? key - base : key; }
+  COLX_INLINE uint32_t added() const { return based ? 0 - base : 0; }
 
-  COLX_INLINE uint32_t element(uint32_t key) const { return element_at<bits>(table, index(key)); }
+  COLX_INLINE uint32_t element(uint32_t key) const {
+    return element_at<bits>(table, key + added());
+  }
 
-  COLX_INLINE FourUnits four_units(const FourKeys& keys) const {
+  COLX_INLINE FourUnits four_units(const FourKeys& indexes) const {
     FourUnits four;
 #pragma GCC unroll 4
     for (unsigned k = 0; k < 4; ++k) {
       four.base[k] = table;
-      four.unit[k] = index(keys.at[k]) >> unit_shift<bits>;
+      four.unit[k] = indexes.at[k] >> unit_shift<bits>;
     }
     return four;
   }
 
-  template <class Keys>
-  COLX_INLINE Elements<bits> elements(const Keys& keys) const {
+  template <ByteOrder order>
+  COLX_INLINE Elements<bits> elements(const uint8_t* keys) const {
+    const SixteenKeys<order> indexes = {keys, added()};
     Vec low = zeros();
-    if constexpr (bits < 8) low = keys.low_bits();
-    if constexpr (bits < 8 && based) low = difference<1>(low, splat<1>(base));
-    if constexpr (bits == 1) low = both(low, splat<1>(7));
-    return gathered<bits>(*this, keys, low);
+    if constexpr (bits == 1) low = both(indexes.low_bits(), splat<1>(7));
+    if constexpr (bits == 4) low = indexes.low_bits();
+    return gathered<bits>(*this, indexes, low);
   }
 };
 
@@ -118,17 +124,20 @@ struct PagedTable {
     static constexpr uint32_t page_of_marker = marker<32>;
 #pragma GCC unroll 4
     for (unsigned k = 0; k < 4; ++k) {
-      if (four.base[k]) continue;
-      four.base[k] = reinterpret_cast<const uint8_t*>(&page_of_marker);
-      four.unit[k] = 0;
+      const uintptr_t there = uintptr_t{four.base[k] == nullptr} - 1;
+      const uintptr_t none = reinterpret_cast<uintptr_t>(&page_of_marker);
+      const uintptr_t page = reinterpret_cast<uintptr_t>(four.base[k]) | (none & ~there);
+      four.base[k] = reinterpret_cast<const uint8_t*>(page);
+      four.unit[k] &= static_cast<uint32_t>(there);
     }
   }
 
-  template <class Keys>
-  COLX_INLINE Elements<bits> elements(const Keys& keys) const {
+  template <ByteOrder order>
+  COLX_INLINE Elements<bits> elements(const uint8_t* keys) const {
+    const SixteenKeys<order> sixteen = {keys, 0};
     Vec low = zeros();
-    if constexpr (bits < 8) low = both(keys.low_bits(), splat<1>(mask & (bits == 1 ? 7 : 1)));
-    return gathered<bits>(*this, keys, low);
+    if constexpr (bits < 8) low = both(sixteen.low_bits(), splat<1>(mask & (bits == 1 ? 7 : 1)));
+    return gathered<bits>(*this, sixteen, low);
   }
 };
 
@@ -166,10 +175,10 @@ struct Hits {
 
   // Bit k of `found` is row + k. Without a branch on what was found, but for the very first hit.
   COLX_INLINE void add(uint32_t row, uint64_t found) {
-    if (first == no_row && found != 0) first = row + static_cast<uint32_t>(std::countr_zero(found));
-    const uint64_t any = uint64_t{0} - (found != 0);
-    last_from = static_cast<uint32_t>((last_from & ~any) | (row & any));
-    last_found = (last_found & ~any) | found;
+    if (first == no_row) [[unlikely]]
+      if (found != 0) first = row + static_cast<uint32_t>(std::countr_zero(found));
+    last_from = found != 0 ? row : last_from;
+    last_found = found != 0 ? found : last_found;
     count += population(found);
   }
 
@@ -193,13 +202,9 @@ struct Translation {
   uint8_t* hit_bits;
   uint8_t* codes;
 
-  COLX_INLINE uint32_t key(uint32_t row) const {
-    return load_big_endian<uint32_t>(keys + size_t{row} * 4);
-  }
-
   // Stores the row's code; 1 if it has one.
   COLX_INLINE uint64_t found_in_row(uint32_t row) const {
-    const uint32_t element = table.element(key(row));
+    const uint32_t element = table.element(load_big_endian<uint32_t>(keys + size_t{row} * 4));
     if constexpr (shape.stores_codes) put_element<bits>(codes, row, element);
     return element != marker<bits>;
   }
@@ -210,8 +215,13 @@ struct Translation {
     hits.add(row, found);
   }
 
-  // What was found among the rows of a word of the output.
-  COLX_INLINE void put_word(uint32_t from, uint64_t found, Hits& hits) const {
+  // The selected rows of a word of the output.
+  COLX_INLINE void put_selected(uint32_t from, uint64_t selected, Hits& hits) const {
+    uint64_t found = 0;
+    for (; selected != 0; selected &= selected - 1) {
+      const auto bit = static_cast<uint32_t>(std::countr_zero(selected));
+      found |= found_in_row(from + bit) << bit;
+    }
     uint8_t* const word = hit_bits + (from >> 3);
     store_as(word, load_as<uint64_t>(word) | found);
     hits.add(from, found);
@@ -219,9 +229,9 @@ struct Translation {
 
   // A block, from a multiple of 8 on: stores its codes and returns its hits.
   COLX_INLINE uint64_t found_in_block(uint32_t row) const {
-    const SixteenKeys<ByteOrder::big_endian> block = {keys + size_t{row} * 4};
-    prefetch_once(block.from + 0x280);
-    const Elements<bits> elements = table.elements(block);
+    const uint8_t* const from = keys + size_t{row} * 4;
+    prefetch_once(from + 0x280);
+    const Elements<bits> elements = table.template elements<ByteOrder::big_endian>(from);
     if constexpr (shape.stores_codes) put_elements<bits>(codes, row, elements);
     return unmarked<bits>(elements);
   }
@@ -288,29 +298,17 @@ COLX_INLINE uint32_t translate_selected(colx_cv* res, const colx_cv* src, const 
                                         colx_kctx* kctx) {
   if (!holds_short_hashes(src)) return COLX_NOT_SERVED;
   const auto translation = open_translation<shape>(res, src, table, kctx);
-  colx_lbiwv_ictx iteration;
-  colx_lbiwv_ictx_ini2_dydi(&iteration, kctx->colx_kctx_selection, src->colx_cv_num_of_rows, 0,
-                            kctx->colx_kctx_start_row);
   kctx->colx_kctx_flags_out |= COLX_OUT_XLATE_SELECTED;
-  constexpr uint32_t batch_rows = 256;
-  uint32_t batch[batch_rows];
+  const uint64_t* const selection = kctx->colx_kctx_selection;
+  const uint32_t start = kctx->colx_kctx_start_row;
+  const uint32_t rows = src->colx_cv_num_of_rows;
   Hits hits;
-  uint32_t from = no_row;  // the first row of the word that `found` belongs to
-  uint64_t found = 0;
-  uint64_t drawn;
-  do {
-    drawn = colx_lbiwvones_dydi(&iteration, batch, batch_rows);
-    for (uint64_t i = 0; i < drawn; ++i) {
-      const uint32_t row = batch[i];
-      if (from != (row & ~63u)) {
-        if (from != no_row) translation.put_word(from, found, hits);
-        from = row & ~63u;
-        found = 0;
-      }
-      found |= translation.found_in_row(row) << (row & 63);
-    }
-  } while (drawn == batch_rows);
-  if (from != no_row) translation.put_word(from, found, hits);
+  if (start >= rows) return close_translation(res, hits);
+  uint64_t selected = load_as<uint64_t>(selection + (start >> 6)) & ~uint64_t{0} << (start & 63);
+  uint32_t from = start & ~63u;
+  for (; rows - from > 64; from += 64, selected = load_as<uint64_t>(selection + (from >> 6)))
+    if (selected != 0) translation.put_selected(from, selected, hits);
+  translation.put_selected(from, selected & ~uint64_t{0} >> (-rows & 63), hits);
   return close_translation(res, hits);
 }
 

@@ -27,7 +27,7 @@ COLX_INLINE uint32_t add_shares(colx_cv* res, const colx_cv* src, const colx_kct
   for (uint32_t blocks = rows / 16; blocks != 0; --blocks, codes += 64, keys += 64) {
     prefetch_once(codes + 640);
     prefetch_once(keys + 704);
-    const Elements<bits> elements = table.elements(SixteenKeys<ByteOrder::native>{codes});
+    const Elements<bits> elements = table.template elements<ByteOrder::native>(codes);
     add_share<0>(keys, elements, multipliers);
     add_share<1>(keys, elements, multipliers);
     add_share<2>(keys, elements, multipliers);
