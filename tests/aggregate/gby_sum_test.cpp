@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "kernels/aggregate/group_sums.h"
 #include "tests/oracle/addition_orders.h"
 #include "tests/support/number_patterns.h"
 #include "tests/support/number_sum_stage.h"
@@ -100,6 +101,22 @@ TEST(GroupSums, EveryWorkerAtEveryRowCountWithAndWithoutGroups) {
           ASSERT_EQ(group_sum_difference(batch), "");
         }
       }
+    }
+  }
+}
+
+TEST(GroupSums, TheFiveWorkersDoByThemselvesWhatTheEntryPicksThemFor) {
+  const std::pair<Worker, colx_gby_sum_call*> named[] = {
+      {float_native, colx_gby_sum_float_native},
+      {float_canonical, colx_gby_sum_float_canonical},
+      {double_native, colx_gby_sum_double_native},
+      {double_canonical, colx_gby_sum_double_canonical},
+      {dsb_workers[2], colx_gby_sum_dsb}};
+  Random random(12);
+  for (const auto& [worker, call] : named) {
+    for (const uint32_t groups : {0u, 3u}) {
+      const GroupSumBatch batch = random_batch(worker, NumberMix::ordinary, 21, groups, random);
+      EXPECT_EQ(group_sum_difference(batch, call), "");
     }
   }
 }
