@@ -181,7 +181,7 @@ std::string PartitionStage::difference(const PartitionRun& run,
     const std::string which = "partition " + std::to_string(p) + ": ";
     text = unlike(which + "cursor at byte", filled_bytes(p), expected.moved_bytes[p]);
     if (!text.empty()) break;
-    text = outputs_[p]->difference(expected.written[p]);
+    text = partition_difference(p, expected);
     if (!text.empty()) return which + text;
     if (parts.colx_part_ends[p] != ends_before_[p]) return which + "changed: its end";
   }

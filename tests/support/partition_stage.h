@@ -59,6 +59,12 @@ class PartitionStage {
   // What the last call did that the oracle does not say.
   std::string difference(const PartitionRun& run, const oracle::PartitionOutcome& expected) const;
 
+  // Of one partition's bytes alone.
+  std::string partition_difference(uint64_t partition,
+                                   const oracle::PartitionOutcome& expected) const {
+    return outputs_[partition]->difference(expected.written[partition]);
+  }
+
   uint64_t partitions() const { return outputs_.size(); }
   const uint8_t* records(uint64_t partition) const { return outputs_[partition]->begin(); }
   // Bytes between the partition's begin and its cursor.
