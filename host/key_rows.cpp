@@ -61,6 +61,15 @@ std::string_view KeyRows::key(uint32_t row) const {
   return {static_cast<const char*>(data_) + size_t{row} * key_bytes_, key_bytes_};
 }
 
+KeyRows KeyRows::rows(uint32_t first, uint32_t count) const {
+  KeyRows part = *this;
+  const size_t row_bytes = flags_ == COLX_LP_SEP ? sizeof(const char*) : key_bytes_;
+  part.data_ = static_cast<const uint8_t*>(data_) + first * row_bytes;
+  if (lengths_) part.lengths_ += first;
+  part.rows_ = count;
+  return part;
+}
+
 void KeyRows::describe(colx_cv& vector, colx_enc_ctx& encoding) const {
   vector = {};
   encoding = {};

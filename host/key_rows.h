@@ -31,6 +31,8 @@ class KeyRows {
   uint32_t layout() const { return flags_; }  // COLX_FIXED, COLX_LP_SEP, COLX_HASH_VALUES, COLX_GD
   // The bytes that a hash is made of; not of ready-made hash values. `row` below size().
   std::string_view key(uint32_t row) const;
+  // `count` rows from `first` on, within size().
+  KeyRows rows(uint32_t first, uint32_t count) const;
 
   // Makes `vector` the key vector of a kernel, with `encoding` behind it.
   void describe(colx_cv& vector, colx_enc_ctx& encoding) const;
