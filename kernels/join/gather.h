@@ -25,12 +25,12 @@ COLX_INLINE uint64_t fitting_end(const Into& into, uint64_t room, uint64_t row, 
 // Writes the rows up to `end` or up to one that does not fit; returns the row behind the last one.
 template <class From, class Into>
 COLX_INLINE uint64_t put_rows(const From& from, Into& into, uint64_t row, uint64_t end) {
-  for (; row < end; ++row) {
-    if constexpr (Into::equal_rows) {
-      into.put(from, row);
-    } else {
+  if constexpr (Into::equal_rows) {
+#pragma GCC unroll 4
+    for (; row < end; ++row) into.put(from, row);
+  } else {
+    for (; row < end; ++row)
       if (!into.put(from, row)) break;
-    }
   }
   return row;
 }

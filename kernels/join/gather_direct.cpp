@@ -6,7 +6,7 @@ extern "C" {
 
 #define COLX_DEFINE(result, source)                                                     \
   uint32_t colx_gather_##result##_##source(COLX_PARAMS_gather) {                        \
-    return gather<Result::result>(DirectValues<Source::source>{src}, COLX_ARGS_gather); \
+    return gather<Result::result>(DirectValues<Source::source>(src), COLX_ARGS_gather); \
   }
 COLX_GATHER_DIRECT(COLX_DEFINE)
 

@@ -76,22 +76,26 @@ struct DirectValues;
 
 template <>
 struct DirectValues<Source::lp_sep> {
-  const colx_cv* src;
+  const uint8_t* pointers;
+  const uint8_t* lengths;
 
-  COLX_INLINE const uint8_t* entry_address(uint64_t row) const {
-    return bytes_at(src->colx_cv_data, row * 8);
-  }
+  COLX_INLINE explicit DirectValues(const colx_cv* src)
+      : pointers(bytes_at(src->colx_cv_data, 0)), lengths(bytes_at(src->colx_cv_aux, 0)) {}
+
+  COLX_INLINE const uint8_t* entry_address(uint64_t row) const { return pointers + row * 8; }
   COLX_INLINE RowBytes value(uint64_t row) const {
-    return Values<Layout::lp_sep>::of(src, row, 0).value();
+    return Values<Layout::lp_sep>{entry_address(row), lengths + row * 2}.value();
   }
 };
 
 template <>
 struct DirectValues<Source::lp> {
-  const colx_cv* src;
+  const uint8_t* records;
+
+  COLX_INLINE explicit DirectValues(const colx_cv* src) : records(bytes_at(src->colx_cv_data, 0)) {}
 
   COLX_INLINE const uint8_t* entry_address(uint64_t row) const {
-    return bytes_at(src->colx_cv_data, row * lp_record_bytes);
+    return records + row * lp_record_bytes;
   }
   COLX_INLINE RowBytes value(uint64_t row) const { return lp_value(entry_address(row)); }
 };
@@ -100,16 +104,19 @@ struct DirectValues<Source::lp> {
 // encoding context tells it.
 template <>
 struct DirectValues<Source::dlp> {
-  const colx_cv* src;
+  const uint8_t* words;
+  void* const* pages;
+  PlaceSplit split;
 
-  COLX_INLINE const uint8_t* entry_address(uint64_t row) const {
-    return bytes_at(src->colx_cv_data, row * 8);
-  }
+  COLX_INLINE explicit DirectValues(const colx_cv* src)
+      : words(bytes_at(src->colx_cv_data, 0)),
+        pages(src->colx_cv_encoding_context->colx_enc_ctx_dlp_pages),
+        split(src) {}
+
+  COLX_INLINE const uint8_t* entry_address(uint64_t row) const { return words + row * 8; }
   COLX_INLINE RowBytes value(uint64_t row) const {
     const uint64_t word = load_as<uint64_t>(entry_address(row));
-    const PlaceSplit split(src);
     const uint64_t place = dlp_place(word);
-    void* const* const pages = src->colx_cv_encoding_context->colx_enc_ctx_dlp_pages;
     return {bytes_at(pages[split.page(place)], split.offset(place)), dlp_length(word)};
   }
 };

@@ -62,57 +62,57 @@ template <Layout key, class Block>
 struct BlockHashes {
   const Block* block;
 
-  COLX_INLINE uint64_t of(uint32_t row) const {
+  COLX_INLINE uint64_t of(uint64_t row) const {
     if constexpr (key == Layout::hashrid) {
       return block[row].hash;
     } else {
       return block[row];
     }
   }
-  template <uint32_t rows>
-  COLX_INLINE void ask(uint32_t row) const {
+  template <uint64_t rows>
+  COLX_INLINE void ask(uint64_t row) const {
     if constexpr (KeyBlocks<key>::with_hashes)
-      for (size_t byte = 0; byte < rows * sizeof(Block); byte += 64)
+      for (uint64_t byte = 0; byte < rows * sizeof(Block); byte += 64)
         prefetch(bytes_at(block + row, byte + stream_prefetch_bytes));
   }
 };
 
 // `count` rows from `row` on, in order; returns how many of them were written.
-template <bool ahead, uint32_t count, class Hashes, class Records>
-COLX_INLINE uint32_t scatter_group(const Partitions& to, const Hashes& hashes, Records& records,
-                                   uint32_t row, colx_kctx* kctx) {
+template <bool ahead, uint64_t count, class Hashes, class Records>
+COLX_INLINE uint64_t scatter_group(const Partitions& to, const Hashes& hashes, Records& records,
+                                   uint64_t row, colx_kctx* kctx) {
 #pragma GCC unroll 8
-  for (uint32_t i = 0; i < count; ++i)
+  for (uint64_t i = 0; i < count; ++i)
     if (!scatter_row<ahead>(to, hashes.of(row + i), records, kctx)) return i;
   return count;
 }
 
-// The rows of a block in order; returns how many were written. All arguments but the last are
-// copies, so that no store of a record can be one to them.
+// The rows of a block in order; returns how many were written.
 template <bool ahead, class Hashes, class Records>
-COLX_INLINE uint32_t scatter_all(const Partitions to, const Hashes hashes, Records& records,
-                                 uint32_t rows, colx_kctx* kctx) {
-  constexpr uint32_t group_rows = Records::few_words ? 8 : 1;
-  uint32_t row = 0;
+COLX_INLINE uint64_t scatter_all(const Partitions& to, const Hashes& hashes, Records& records,
+                                 uint64_t rows, colx_kctx* kctx) {
+  constexpr uint64_t group_rows = Records::few_words ? 8 : 1;
+  uint64_t row = 0;
   for (; rows - row >= group_rows; row += group_rows) {
     if constexpr (ahead) {
       hashes.template ask<group_rows>(row);
       records.ask();
     }
-    const uint32_t done = scatter_group<ahead, group_rows>(to, hashes, records, row, kctx);
+    const uint64_t done = scatter_group<ahead, group_rows>(to, hashes, records, row, kctx);
     if (done < group_rows) return row + done;
   }
   while (row < rows && scatter_group<ahead, 1>(to, hashes, records, row, kctx)) ++row;
   return row;
 }
 
+// The same on copies of all that the loop goes by, so that no store of a record can be one to them.
 template <bool ahead, class Hashes, class Records>
-COLX_INLINE uint32_t scatter(const Partitions& to, const Hashes& hashes, Records& records,
+COLX_INLINE uint32_t scatter(const Partitions to, const Hashes hashes, Records& records,
                              uint32_t rows, colx_kctx* kctx) {
   Records record = records;
-  const uint32_t done = scatter_all<ahead>(to, hashes, record, rows, kctx);
+  const uint64_t done = scatter_all<ahead>(to, hashes, record, rows, kctx);
   records = record;
-  return done;
+  return static_cast<uint32_t>(done);
 }
 
 // Whether the partitions of the first rows lie far apart, as many or large ones do.

@@ -57,7 +57,7 @@ struct PlaceSplit {
   COLX_INLINE uint64_t page(uint64_t place) const { return place >> bits; }
   COLX_INLINE uint64_t offset(uint64_t place) const { return place & mask; }
   COLX_INLINE uint64_t place(uint64_t page, uint64_t offset) const {
-    return (page << bits) + (offset & mask);
+    return page * (mask + 1) + (offset & mask);  // a product instead of one more shift by CL
   }
 };
 
@@ -121,19 +121,20 @@ struct StoreEntries<Store::cla> {
 template <>
 struct StoreEntries<Store::dlp> {
   void* const* pages;
-  const colx_cv* res;
+  void* const* data_pages;
+  PlaceSplit place;
 
-  COLX_INLINE StoreEntries(const colx_row_store* store, const colx_cv* result)
-      : pages(store->colx_store_dlp_pages), res(result) {}
+  COLX_INLINE StoreEntries(const colx_row_store* store, const colx_cv* res)
+      : pages(store->colx_store_dlp_pages),
+        data_pages(res->colx_cv_encoding_context->colx_enc_ctx_dlp_pages),
+        place(res) {}
 
   COLX_INLINE const uint8_t* entry_at(uint64_t page, uint64_t entry) const {
     return bytes_at(pages[page], entry * 8);
   }
   COLX_INLINE RowBytes value_at(uint64_t, const uint8_t* entry) const {
     const uint64_t word = load_as<uint64_t>(entry);
-    const uint64_t offset = PlaceSplit(res).offset(dlp_place(word));
-    return {bytes_at(res->colx_cv_encoding_context->colx_enc_ctx_dlp_pages[0], offset),
-            dlp_length(word)};
+    return {bytes_at(data_pages[0], place.offset(dlp_place(word))), dlp_length(word)};
   }
   COLX_INLINE uint64_t word_at(uint64_t, const uint8_t* entry, PlaceSplit split) const {
     const uint64_t word = load_as<uint64_t>(entry);
