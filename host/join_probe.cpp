@@ -10,6 +10,10 @@ Result<JoinProbe> JoinProbe::open(const Library& library, const JoinTable& table
                                   const KeyRows& keys, const RowValues& values, SameKey same_key,
                                   uint32_t room) {
   if (auto sound = table.check(keys, values); !sound) return sound.error();
+  if (keys.brings_values())
+    return make_error(
+        "records are no probe keys; take their hashes and values by "
+        "PartitionSet::split()");
   if (!table.exact() && !same_key)
     return make_error("a table of hash tags finds other keys, too; pass a comparison of keys");
   if (room == 0) return make_error("room for no match: use 1 or more");

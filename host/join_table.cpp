@@ -62,9 +62,13 @@ Result<JoinTable> JoinTable::create(const Library& library, const JoinTableOptio
 }
 
 Result<void> JoinTable::check(const KeyRows& keys, const RowValues& values) const {
-  if (exact() != (keys.layout() == COLX_GD))
+  const uint32_t layout = keys.layout();
+  if (exact() != (layout == COLX_GD || layout == COLX_HASHGD))
     return make_error(exact() ? "a table of exact codes takes KeyRows::codes()"
                               : "a table of hash tags takes keys or hash values, not codes");
+  if (layout == COLX_HASHGD && form() != BucketForm::k4v8)
+    return make_error("records of codes go into tables of form k4v8");
+  if (keys.brings_values()) return {};
   return values.check(keys.size(), value_bytes(form()));
 }
 

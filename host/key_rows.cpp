@@ -44,6 +44,18 @@ Result<KeyRows> KeyRows::codes(std::span<const uint32_t> codes) {
   return make(COLX_GD, codes.data(), nullptr, codes.size(), 4);
 }
 
+Result<KeyRows> KeyRows::hash_records(std::span<const uint8_t> records) {
+  if (records.size() % 16 != 0)
+    return make_error("%zu bytes are no whole number of records of 16 bytes", records.size());
+  return make(COLX_HASHRID, records.data(), nullptr, records.size() / 16, 16);
+}
+
+Result<KeyRows> KeyRows::code_records(std::span<const uint8_t> records) {
+  if (records.size() % 24 != 0)
+    return make_error("%zu bytes are no whole number of records of 24 bytes", records.size());
+  return make(COLX_HASHGD, records.data(), nullptr, records.size() / 24, 24);
+}
+
 Result<KeyRows> KeyRows::chunk(const StoredColumn& column, size_t chunk) {
   if (column.format.encoding != Encoding::fixed)
     return make_error("keys are taken from columns of fixed rows; decode others first");

@@ -24,11 +24,19 @@ class KeyRows {
   static Result<KeyRows> hashes(std::span<const uint64_t> hashes);
   // 32-bit codes, keys of tables of exact codes.
   static Result<KeyRows> codes(std::span<const uint32_t> codes);
+  // Records of row number and hash, 16 bytes each, as partitioning writes them: keys that bring
+  // their values along, for building a table. Error: bytes that are no whole number of records.
+  static Result<KeyRows> hash_records(std::span<const uint8_t> records);
+  // Records of hash, code and row number, 24 bytes each; likewise, for a table of exact codes.
+  static Result<KeyRows> code_records(std::span<const uint8_t> records);
   // The rows of a chunk of fixed rows. Errors: another form of column, compressed, no such chunk.
   static Result<KeyRows> chunk(const StoredColumn& column, size_t chunk);
 
   uint32_t size() const { return rows_; }
-  uint32_t layout() const { return flags_; }  // COLX_FIXED, COLX_LP_SEP, COLX_HASH_VALUES, COLX_GD
+  // COLX_FIXED, COLX_LP_SEP, COLX_HASH_VALUES, COLX_GD, COLX_HASHRID or COLX_HASHGD.
+  uint32_t layout() const { return flags_; }
+  // Whether the rows are records that bring their values along.
+  bool brings_values() const { return flags_ == COLX_HASHRID || flags_ == COLX_HASHGD; }
   // The bytes that a hash is made of; not of ready-made hash values. `row` below size().
   std::string_view key(uint32_t row) const;
   // `count` rows from `first` on, within size().
