@@ -10,6 +10,9 @@
 //   row(state, r)            tests row r; called for ascending r behind the last step
 // and may have
 //   finds_nothing(state)     bounds that no row can meet: nothing is read
+//   steps_at_once            then step<n>(state, out) does n steps, that many or one
+//   Tables                   what steps look up; begin(in, args, tables) fills it. A state that is
+//                            looked up in would not stay in registers
 //
 // A row policy of selective scans has
 //   Selected, begin_selected(data, args, src)
@@ -80,9 +83,8 @@ COLX_INLINE void set_bit(uint64_t* out, uint32_t row) {
   out[row >> 6] |= uint64_t{1} << (row & 63);
 }
 
-template <class Rows, class Args>
-COLX_INLINE uint32_t scan_rows(const ScanInput& in, const Args& args) {
-  typename Rows::State state = Rows::begin(in, args);
+template <class Rows>
+COLX_INLINE uint32_t scan_from(const ScanInput& in, typename Rows::State state) {
   uint32_t steps = in.rows / Rows::rows_per_step;
   uint32_t rows = in.rows;
   if constexpr (requires { Rows::finds_nothing(state); }) {
@@ -91,7 +93,15 @@ COLX_INLINE uint32_t scan_rows(const ScanInput& in, const Args& args) {
   const uint32_t done = steps * Rows::rows_per_step;
   uint8_t* out = bytes_at(in.out, 0);
   uint32_t count = 0;
-  for (; steps != 0; --steps, out += Rows::rows_per_step / 8) count += Rows::step(state, out);
+  constexpr size_t bytes_per_step = Rows::rows_per_step / 8;
+  if constexpr (requires { Rows::steps_at_once; }) {
+    constexpr uint32_t n = Rows::steps_at_once;
+    for (; steps >= n; steps -= n, out += n * bytes_per_step)
+      count += Rows::template step<n>(state, out);
+    for (; steps != 0; --steps, out += bytes_per_step) count += Rows::template step<1>(state, out);
+  } else {
+    for (; steps != 0; --steps, out += bytes_per_step) count += Rows::step(state, out);
+  }
   clear_rest(in.out, in.rows, done);
   for (uint32_t r = done; r < rows; ++r) {
     if (Rows::row(state, r)) {
@@ -100,6 +110,16 @@ COLX_INLINE uint32_t scan_rows(const ScanInput& in, const Args& args) {
     }
   }
   return count;
+}
+
+template <class Rows, class Args>
+COLX_INLINE uint32_t scan_rows(const ScanInput& in, const Args& args) {
+  if constexpr (requires { typename Rows::Tables; }) {
+    typename Rows::Tables tables;
+    return scan_from<Rows>(in, Rows::begin(in, args, tables));
+  } else {
+    return scan_from<Rows>(in, Rows::begin(in, args));
+  }
 }
 
 // A full scan: all rows of `res` are tested, then nulls and selection are ANDed in.

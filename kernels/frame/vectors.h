@@ -142,6 +142,27 @@ COLX_INLINE Vec saturated_difference(Vec a, Vec b) {
   if constexpr (L == 2) return _mm_subs_epu16(a, b);
 }
 
+// a - b as near as a signed lane allows, L of 1 or 2.
+template <unsigned L>
+COLX_INLINE Vec signed_saturated_difference(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_subs_epi8(a, b);
+  if constexpr (L == 2) return _mm_subs_epi16(a, b);
+}
+
+// The lower and the higher of two unsigned lanes, L of 1, 2 or 4.
+template <unsigned L>
+COLX_INLINE Vec lower_of(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_min_epu8(a, b);
+  if constexpr (L == 2) return _mm_min_epu16(a, b);
+  if constexpr (L == 4) return _mm_min_epu32(a, b);
+}
+template <unsigned L>
+COLX_INLINE Vec higher_of(Vec a, Vec b) {
+  if constexpr (L == 1) return _mm_max_epu8(a, b);
+  if constexpr (L == 2) return _mm_max_epu16(a, b);
+  if constexpr (L == 4) return _mm_max_epu32(a, b);
+}
+
 // Low L bytes of the lanes' products, L of 2 or 4.
 template <unsigned L>
 COLX_INLINE Vec product(Vec a, Vec b) {

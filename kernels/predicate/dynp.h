@@ -34,7 +34,9 @@ template <unsigned L>
 struct DynpColumn {
   static constexpr unsigned lane = L;
   static constexpr unsigned vectors_per_step = 4;  // a group each
+  static constexpr uint32_t steps_at_once = 1;
   static constexpr bool stored_lanes = false;
+  static constexpr bool spare_byte = false;
   static constexpr uint32_t group_rows = rows_per_code_byte(L);
 
   struct Rows {
@@ -48,27 +50,35 @@ struct DynpColumn {
     return {in.data, lengths, lengths};
   }
 
-  struct Step {
-    const uint8_t* lengths;
-    const uint8_t* groups[4];
+  template <unsigned n>
+  struct Groups {
+    const uint8_t* data;
+    size_t offsets[n];
+    size_t code_bytes[n];
   };
 
-  COLX_INLINE static Step next_step(Rows& rows) {
-    const uint8_t* const b = rows.next_lengths;
+  template <unsigned n>
+  COLX_INLINE static Groups<n> next_vectors(Rows& rows) {
     constexpr const LengthTable& length = dynp_lengths<L>();
-    const uint8_t* const p = rows.next;
-    const size_t at1 = length[b[0]];
-    const size_t at2 = at1 + length[b[1]];
-    const size_t at3 = at2 + length[b[2]];
-    rows.next += at3 + length[b[3]];
-    rows.next_lengths += 4;
-    prefetch(p + stream_prefetch_bytes);
-    return {b, {p, p + at1, p + at2, p + at3}};
+    Groups<n> groups;
+    groups.data = rows.next;
+    size_t offset = 0;
+#pragma GCC unroll 8
+    for (unsigned v = 0; v < n; ++v) {
+      groups.offsets[v] = offset;
+      groups.code_bytes[v] = rows.next_lengths[v];
+      offset += length[groups.code_bytes[v]];
+    }
+    prefetch(rows.next + stream_prefetch_bytes);
+    rows.next += offset;
+    rows.next_lengths += n;
+    return groups;
   }
 
-  template <unsigned v>
-  COLX_INLINE static Vec lanes(const Step& step) {
-    return shuffle(load(step.groups[v]), load(dynp_shuffles<L>()[step.lengths[v]]));
+  template <unsigned v, unsigned n>
+  COLX_INLINE static Vec lanes(const Groups<n>& groups) {
+    return shuffle(load(groups.data + groups.offsets[v]),
+                   load(dynp_shuffles<L>()[groups.code_bytes[v]]));
   }
 
   COLX_INLINE static uint64_t value(Rows& rows, uint32_t r) {

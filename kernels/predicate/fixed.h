@@ -80,11 +80,13 @@ struct FixedRow {
 // than the word, as numbers.
 enum class FixedLanes { stored, numbers, narrow };
 
-template <unsigned word_bits, FixedLanes form, WidthSource source, unsigned vectors>
+template <unsigned word_bits, FixedLanes form, WidthSource source, unsigned step_vectors>
 struct FixedColumn {
   static constexpr unsigned lane = word_bits / 8;
-  static constexpr unsigned vectors_per_step = vectors;
+  static constexpr unsigned vectors_per_step = step_vectors;
+  static constexpr uint32_t steps_at_once = lane == 2 ? 1 : 2;
   static constexpr bool stored_lanes = form == FixedLanes::stored;
+  static constexpr bool spare_byte = form == FixedLanes::narrow;
 
   struct Rows {
     const uint8_t* next;
@@ -99,27 +101,28 @@ struct FixedColumn {
             load(fixed_shuffle<word_bits>(width_bits))};
   }
 
-  struct Step {
+  struct Vectors {
     const uint8_t* rows;
     uint32_t load_bytes;
     Vec shuffle;
   };
 
-  COLX_INLINE static Step next_step(Rows& rows) {
+  template <unsigned n>
+  COLX_INLINE static Vectors next_vectors(Rows& rows) {
     const uint32_t load_bytes = form == FixedLanes::narrow ? rows.load_bytes : 16;
-    const Step step = {rows.next, load_bytes, rows.shuffle};
-    rows.next += size_t{vectors} * load_bytes;
-    prefetch(step.rows + stream_prefetch_bytes);
-    if constexpr (vectors > 4) prefetch(step.rows + stream_prefetch_bytes + 64);
-    return step;
+    const Vectors next = {rows.next, load_bytes, rows.shuffle};
+    rows.next += size_t{n} * load_bytes;
+    prefetch(next.rows + stream_prefetch_bytes);
+    if constexpr (n > 4) prefetch(next.rows + stream_prefetch_bytes + 64);
+    return next;
   }
 
   template <unsigned v>
-  COLX_INLINE static Vec lanes(const Step& step) {
-    const Vec stored = load(step.rows + size_t{v} * step.load_bytes);
+  COLX_INLINE static Vec lanes(const Vectors& vectors) {
+    const Vec stored = load(vectors.rows + size_t{v} * vectors.load_bytes);
     if constexpr (form == FixedLanes::stored) return stored;
     if constexpr (form == FixedLanes::numbers) return lanes_byte_reversed<lane>(stored);
-    return shuffle(stored, step.shuffle);
+    return shuffle(stored, vectors.shuffle);
   }
 
   COLX_INLINE static uint64_t value(const Rows& rows, uint32_t r) {

@@ -30,6 +30,13 @@ COLX_INLINE Vec narrowed_lanes(const Lanes& lanes) {
   }
 }
 
+// A byte a row from the marks or numbers of `Rows` rows, 8 or 16, that begin at vector First.
+template <unsigned L, unsigned Rows, unsigned First, bool numbers, class Lanes>
+COLX_INLINE Vec row_bytes(const Lanes& lanes) {
+  const Vec rows = narrowed_lanes<L, Rows * L / 16, First, numbers>(lanes);
+  return Rows == 8 ? narrowed<2>(rows, zeros()) : rows;
+}
+
 // How the marks of a step become bits.
 struct Marks {
   bool zeros;   // a mark is a 0, not a mask of ones
@@ -41,8 +48,7 @@ struct Marks {
 // Bits of the `Rows` rows, 8 or 16, whose marks begin at vector First.
 template <unsigned L, unsigned Rows, Marks marks, unsigned First, class Lanes>
 COLX_INLINE uint32_t row_bits(const Lanes& lanes, Vec zero) {
-  Vec rows = narrowed_lanes<L, Rows * L / 16, First, marks.zeros>(lanes);
-  if constexpr (Rows == 8) rows = narrowed<2>(rows, zeros());
+  Vec rows = row_bytes<L, Rows, First, marks.zeros>(lanes);
   if constexpr (marks.out_of_order) rows = shuffle(rows, load(marks.order));
   return top_bits(marks.zeros ? equal<1>(rows, zero) : rows);
 }

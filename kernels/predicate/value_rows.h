@@ -4,10 +4,12 @@
 //
 //   lane                   bytes of the word, which holds a row's bytes on top and zeros below
 //   vectors_per_step       of lanes
+//   steps_at_once          of tied rows
 //   stored_lanes           lanes come as they are stored; else as native numbers
+//   spare_byte             rows are numbers whose last byte is always 0
 //   Rows, open(in, args)   the rows of a full scan and the place in them
-//   next_step(rows)        takes the next vectors_per_step vectors
-//   lanes<v>(step)         vector v of them
+//   next_vectors<n>(rows)  takes the next n vectors
+//   lanes<v>(vectors)      vector v of them
 //   value(rows, r)         row r of the tail, ascending; its first byte on top of 64 bits
 //   tail_constant<op>(rows, c)   what the tail compares it with
 //   Walk, walk(data, args, src), value(walk, r)   the same for selective scans
@@ -75,11 +77,11 @@ struct ValueRows {
   COLX_INLINE static bool finds_nothing(const State& state) { return state.nothing; }
 
   COLX_INLINE static uint32_t step(State& state, uint8_t* out) {
-    const auto step = Column::next_step(state.rows);
+    const auto next = Column::template next_vectors<Column::vectors_per_step>(state.rows);
     return store_rows<lane, rows_per_step, marks>(
         out,
         [&](auto v) {
-          return tested<test, lane, order>(Column::template lanes<v>(step), state.bounds);
+          return tested<test, lane, order>(Column::template lanes<v>(next), state.bounds);
         },
         state.bounds.second);
   }
