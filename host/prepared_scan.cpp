@@ -90,6 +90,7 @@ Result<void> PreparedScan::bind(const Library& library, bool variant) {
     scan_ = *kernel;
   }
   kernel_name_ = library.kernel_name(opc, key);
+  slot_ = colx_column_index(opc, key);
   return {};
 }
 

@@ -47,6 +47,8 @@ class PreparedScan {
   Result<uint32_t> run(size_t chunk, RowBits& hits, HostServices& services,
                        Selection selection = {}) const;
 
+  const StoredColumn& column() const { return *column_; }
+  uint32_t slot() const { return slot_; }  // of the library's table
   // As the library's table spells it.
   const char* kernel_name() const { return kernel_name_; }
 
@@ -62,6 +64,7 @@ class PreparedScan {
   colx_scan_fn scan_ = nullptr;
   colx_range_scan_fn range_scan_ = nullptr;
   const char* kernel_name_ = nullptr;
+  uint32_t slot_ = 0;
   bool takes_every_one_bit_row_ = false;
 };
 

@@ -20,7 +20,8 @@ host::CodePredicate on_codes(const EncodedColumn& column, const NumberFilter& fi
 // A constant in the form of the column's rows.
 host::StoredConstant constant(const EncodedColumn& column, uint32_t number) {
   if (column.stored.format.encoding == host::Encoding::fixed)
-    return host::fixed_number_constant(column.stored.format, packed_day(number));
+    return host::fixed_number_constant(column.stored.format,
+                                       column.number_bytes ? number : packed_day(number));
   host::StoredConstant big_endian;
   if (column.number_bytes == 3 && number >> 24 != 0)
     big_endian.bytes.fill(0xFF);  // above every row

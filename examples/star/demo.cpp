@@ -9,6 +9,7 @@
 #include "examples/star/generate.h"
 #include "examples/star/read_tbl.h"
 #include "examples/star/report.h"
+#include "examples/star/star_store.h"
 #include "examples/star/text_streams.h"
 
 namespace colx::star {
@@ -37,18 +38,14 @@ host::Result<Tables> load(const Options& options) {
   return tables;
 }
 
-// Stores every table's columns; returns lineorder's, which the queries run on.
-host::Result<std::vector<EncodedColumn>> encode_and_print(const Tables& tables) {
+host::Result<StarStore> encode_and_print(const Tables& tables, const host::Library& library,
+                                         host::HostServices& services) {
   const Stopwatch watch;
-  std::vector<std::vector<EncodedColumn>> encoded;
-  for (const TableId id : table_ids) {
-    auto columns = encode_table(tables[id]);
-    if (!columns) return columns.error();
-    encoded.push_back(std::move(*columns));
-  }
+  auto store = StarStore::encode(tables, library, services);
+  if (!store) return store;
   fmt::print("encoded in {:.1f} s\n", watch.seconds());
-  for (const TableId id : table_ids) print_columns(tables[id], encoded[static_cast<size_t>(id)]);
-  return std::move(encoded[static_cast<size_t>(TableId::lineorder)]);
+  for (const TableId id : table_ids) print_columns(tables[id], store->table(id));
+  return store;
 }
 
 }  // namespace
@@ -62,13 +59,14 @@ host::Result<bool> run_demo(const Options& options) {
   if (!tables) return tables.error();
   const auto texts = run_text_streams(*tables, *library, services);
   if (!texts) return texts.error();
-  auto lineorder = encode_and_print(*tables);
-  if (!lineorder) return lineorder.error();
-  const Engine engine{*library, services, *lineorder, (*tables)[TableId::date]};
+  const auto store = encode_and_print(*tables, *library, services);
+  if (!store) return store.error();
+  const Engine engine{*library, services, store->table(TableId::lineorder),
+                      (*tables)[TableId::date]};
 
   bool right = true;
   for (const DemoQueries queries : demo_queries) {
-    const auto result = queries({engine, *tables, options});
+    const auto result = queries({engine, *store, *tables, options});
     if (!result) return result;
     right = right && *result;
   }

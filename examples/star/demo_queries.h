@@ -5,12 +5,14 @@
 
 #include "examples/star/engine.h"
 #include "examples/star/options.h"
+#include "examples/star/star_store.h"
 #include "host/result.h"
 
 namespace colx::star {
 
 struct Session {
   const Engine& engine;
+  const StarStore& store;
   const Tables& tables;  // plain, for the checks
   const Options& options;
 };
@@ -25,8 +27,10 @@ host::Result<bool> flight1(const Session& session);
 host::Result<bool> nullable_scans(const Session& session);
 // Scans of columns that store numbers and days without a dictionary.
 host::Result<bool> stored_value_scans(const Session& session);
+// All thirteen queries of the benchmark.
+host::Result<bool> benchmark(const Session& session);
 
-inline constexpr std::array<DemoQueries, 3> demo_queries = {flight1, nullable_scans,
-                                                            stored_value_scans};
+inline constexpr std::array<DemoQueries, 4> demo_queries = {flight1, nullable_scans,
+                                                            stored_value_scans, benchmark};
 
 }  // namespace colx::star

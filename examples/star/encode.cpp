@@ -59,8 +59,18 @@ host::Result<EncodedColumn> encode_days(const Column& column) {
 }
 
 // All numbers of the column take 3 bytes, or 4 if one of them needs 4.
+uint32_t number_bytes(const Column& column) {
+  return column.cells.empty() || std::ranges::max(column.cells) >> 24 == 0 ? 3 : 4;
+}
+
+host::Result<EncodedColumn> encode_plain(const Column& column) {
+  const uint32_t bytes = number_bytes(column);
+  const std::vector<uint64_t> numbers(column.cells.begin(), column.cells.end());
+  return encode_rows(column, bytes, host::store_fixed_numbers(numbers, {.width_bytes = bytes}));
+}
+
 host::Result<EncodedColumn> encode_trimmed(const Column& column) {
-  const uint32_t bytes = column.cells.empty() || std::ranges::max(column.cells) >> 24 == 0 ? 3 : 4;
+  const uint32_t bytes = number_bytes(column);
   std::vector<uint8_t> all(bytes * column.cells.size());
   std::vector<std::string_view> rows;
   rows.reserve(column.cells.size());
@@ -104,9 +114,11 @@ Form form_of(TableId table, size_t column) {
     case lo_commitdate:
       return Form::days;
     case lo_extendedprice:
-    case lo_ordtotalprice:
     case lo_revenue:
+    case lo_supplycost:
       return Form::numbers;
+    case lo_ordtotalprice:
+      return Form::trimmed;
     default:
       return Form::codes;
   }
@@ -119,6 +131,8 @@ host::Result<EncodedColumn> encode_column(const Column& column, Form form) {
     case Form::days:
       return encode_days(column);
     case Form::numbers:
+      return encode_plain(column);
+    case Form::trimmed:
       return encode_trimmed(column);
     case Form::runs:
       options.runs.emplace();

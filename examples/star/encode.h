@@ -16,7 +16,8 @@ namespace colx::star {
 enum class Form : uint8_t {
   codes,    // a dictionary code a row
   runs,     // run-length coded: a dictionary code a run of equal rows
-  numbers,  // big-endian numbers without their trailing zero bytes, without a dictionary
+  numbers,  // big-endian numbers in rows of 3 bytes, 4 if one needs them, without a dictionary
+  trimmed,  // the same without their trailing zero bytes
   days      // dates as rows of 3 bytes, without a dictionary
 };
 
@@ -25,6 +26,7 @@ enum class Form : uint8_t {
 //                  rows are fetched one by one would lose by runs
 //   lo_commitdate  days
 //   prices         numbers: a dictionary of nearly as many values as rows would not pay
+//   lo_ordtotalprice  trimmed: it is only scanned; rows of several lengths are not fetched singly
 Form form_of(TableId table, size_t column);
 
 // Dates in days form are these 20 bits, in the order of the days:
@@ -43,8 +45,9 @@ struct EncodedColumn {
   std::string name;
   std::variant<std::monostate, host::Dictionary<int64_t>, host::Dictionary<std::string>> dictionary;
   host::StoredColumn stored;
-  uint32_t number_bytes = 0;  // of a number before trailing zero bytes are dropped: numbers form
-  uint64_t plain_bytes = 0;   // 4 for a number or date, the bytes of a text, for all rows
+  uint32_t number_bytes =
+      0;                     // of a number before trailing zero bytes are dropped: numbers, trimmed
+  uint64_t plain_bytes = 0;  // 4 for a number or date, the bytes of a text, for all rows
 
   // Of a column of numbers or dates in codes.
   const host::Dictionary<int64_t>& numbers() const {

@@ -40,8 +40,8 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
   Options& options = parsed.options;
   options.library = default_library();
   CLI::App app{
-      "Loads the Star Schema Benchmark into compressed column vectors, runs the scans of its\n"
-      "query flight 1 through libcolx_x86.so and checks every answer row by row."};
+      "Loads the Star Schema Benchmark into compressed column vectors, runs its queries through\n"
+      "libcolx_x86.so and checks every answer row by row."};
   app.name("colx_star");
   CLI::Option* const scale =
       app.add_option("--scale", options.scale, "Generate this scale factor (1: 6,000,000 rows)")
@@ -59,6 +59,9 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
       ->capture_default_str();
   app.add_option("--repeat", options.repeats, "Timed runs of each query; the best one counts")
       ->check(CLI::Range(1u, 1000u))
+      ->capture_default_str();
+  app.add_option("--threads", options.threads, "Threads that share each query's chunks")
+      ->check(CLI::Range(1u, 256u))
       ->capture_default_str();
   try {
     app.parse(argc, argv);

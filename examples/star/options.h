@@ -14,6 +14,7 @@ struct Options {
   std::filesystem::path library;
   unsigned listed_rows = 5;  // matching rows that are printed for each query
   unsigned repeats = 3;      // timed runs of each query
+  unsigned threads = 1;      // that share the chunks of lineorder out among themselves
 };
 
 struct ParsedOptions {

@@ -78,16 +78,16 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Probe{lo_orderdate, "12-bit codes in runs", "dict_12bit, burst_rle_8bit"},
                     Probe{lo_commitdate, "rows of 3 bytes", "fixed_32bit"},
                     Probe{lo_quantity, "6-bit codes", "dict_6bit"},
-                    Probe{lo_extendedprice, "rows of 1 to 4 bytes", "dynp_32bit"},
+                    Probe{lo_extendedprice, "rows of 3 bytes", "fixed_32bit"},
                     Probe{lo_ordtotalprice, "rows of 1 to 4 bytes", "dynp_32bit"},
-                    Probe{lo_revenue, "rows of 1 to 4 bytes", "dynp_32bit"}),
+                    Probe{lo_revenue, "rows of 3 bytes", "fixed_32bit"}),
     [](const auto& probe) {
       return std::string{table_schema(TableId::lineorder).columns[probe.param.column].name};
     });
 
 TEST(ColumnScan, WalksTheRowsItIsGivenAndNoOthers) {
   StarHost& host = two_chunks();
-  for (const Lineorder column : {lo_quantity, lo_revenue, lo_commitdate}) {
+  for (const Lineorder column : {lo_quantity, lo_revenue, lo_ordtotalprice, lo_commitdate}) {
     const Column& plain = host.tables()[TableId::lineorder][column];
     const Rows among = {3, 64, 65, 65535, 65536, 70001};
     const NumberFilter filter{Compare::ge, plain.cells[64]};

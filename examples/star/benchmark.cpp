@@ -1,0 +1,73 @@
+// The benchmark's queries as the demo runs, prints and checks them.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "examples/star/demo_queries.h"
+#include "examples/star/plain_query.h"
+#include "examples/star/report.h"
+#include "examples/star/star_run.h"
+
+namespace colx::star {
+namespace {
+
+struct TimedAnswer {
+  StarAnswer answer;
+  double seconds = 0;  // of the fastest run, planning included
+};
+
+host::Result<TimedAnswer> run_timed(const Session& session, const StarQuery& query) {
+  TimedAnswer best;
+  for (unsigned run = 0; run < session.options.repeats; ++run) {
+    const auto start = std::chrono::steady_clock::now();
+    auto found = answer(session.store, query, session.options.threads);
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+    if (!found) return found.error();
+    if (run == 0 || time.count() < best.seconds) best.seconds = time.count();
+    best.answer = std::move(*found);
+  }
+  return best;
+}
+
+void print_rows_of(const StarAnswer& answer, size_t listed) {
+  for (size_t row = 0; row < std::min(listed, answer.rows.size()); ++row)
+    fmt::print("    {}\n", text_of(answer.rows[row]));
+  if (answer.rows.size() > listed)
+    fmt::print("    and {} rows more\n", grouped(answer.rows.size() - listed));
+}
+
+}  // namespace
+
+host::Result<bool> benchmark(const Session& session) {
+  const PlainStar plain(session.tables);
+  const double lines = session.tables[TableId::lineorder].rows();
+  bool right = true;
+  double all_seconds = 0;
+  for (const StarQuery& query : benchmark_queries()) {
+    const auto plan = make_plan(session.store, query);
+    if (!plan) return plan.error();
+    const auto run = run_timed(session, query);
+    if (!run) return run.error();
+    print_heading(fmt::format("{}  {}", query.name, query.sql()));
+    for (const std::string& step : describe(*plan)) fmt::print("  {}\n", step);
+    print_rows_of(run->answer, session.options.listed_rows);
+    const auto wrong = difference(run->answer, plain.answer(query));
+    const size_t rows = run->answer.rows.size();
+    fmt::print(
+        "  {} row{} of {} lines, {:.2f} ms, {:.0f} M lines/s; {}\n", grouped(rows),
+        rows == 1 ? "" : "s", grouped(run->answer.lines), run->seconds * 1e3,
+        lines / run->seconds / 1e6,
+        wrong ? fmt::format("WRONG: {}", *wrong) : "the row-by-row evaluation finds the same");
+    right &= !wrong;
+    all_seconds += run->seconds;
+  }
+  fmt::print("\n13 queries in {:.2f} ms on {} thread{}\n", all_seconds * 1e3,
+             session.options.threads, session.options.threads == 1 ? "" : "s");
+  return right;
+}
+
+}  // namespace colx::star

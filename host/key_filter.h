@@ -1,0 +1,40 @@
+// key_filter.h: rows whose code is wanted, by the kernel that suits the wanted codes.
+#pragma once
+
+#include <cstdint>
+#include <variant>
+
+#include "host/chunk_rows.h"
+#include "host/code_set.h"
+#include "host/column.h"
+#include "host/loader.h"
+#include "host/prepared_scan.h"
+#include "host/result.h"
+#include "host/row_bits.h"
+
+namespace colx::host {
+
+// Codes that follow each other are scanned between two bounds, others looked up in a set. Library
+// and column must outlive it; threads may share it.
+class KeyFilter {
+ public:
+  // `wanted`: a bit a code of the column's dictionary, at least one of them set. Errors: none is
+  // set, and those of the kernels' bind().
+  static Result<KeyFilter> bind(const Library& library, const StoredColumn& column,
+                                const RowBits& wanted);
+
+  Result<void> apply(ChunkRows& rows) const;
+
+  // Share of the dictionary's codes that are wanted.
+  double share() const { return share_; }
+  const char* kernel_name() const;
+  uint32_t slot() const;
+
+ private:
+  using Kernel = std::variant<PreparedScan, CodeSet>;
+  KeyFilter(Kernel kernel, double share) : kernel_(std::move(kernel)), share_(share) {}
+  Kernel kernel_;
+  double share_;
+};
+
+}  // namespace colx::host
