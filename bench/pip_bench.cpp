@@ -7,7 +7,7 @@
 
 #include "bench/support/bench_program.h"
 #include "bench/support/random_stream.h"
-#include "bench/support/scalar_numbers.h"
+#include "bench/support/scalar_crossings.h"
 #include "bench/support/stream_limit.h"
 #include "kernels/frame/colx_x86.h"
 

@@ -1,5 +1,5 @@
-// The scalar lines of arithmetic, sums, conversion and the crossing count: one row at a time, each
-// canonical row decoded by a byte swap and its sign.
+// The scalar lines of arithmetic, sums and conversion: one row at a time, each canonical row
+// decoded by a byte swap and its sign.
 //
 // Built with -O3 -fno-tree-vectorize. Ratios are comparable over versions because these loops do
 // not change: improve kernels, not them.
@@ -37,10 +37,5 @@ ScalarSum scalar_sum(RowForm form);
 
 // Canonical rows to native numbers.
 ScalarSum scalar_conversion(bool doubles);
-
-// The crossing count of the closed ring: every edge from the vertex before (Shimrat: Algorithm 112,
-// Communications of the ACM 5, 1962).
-uint32_t scalar_crossings(const double* x, const double* y, uint32_t vertices, double px,
-                          double py);
 
 }  // namespace colx::bench
