@@ -1,10 +1,10 @@
 // Layouts of keys and of the payloads that are carried along, each described once. A layout of byte
 // values is a struct that stands at one row of a vector:
 //
-//   streamed           values follow one another without an index: a row is found by its byte
-//   offset of(cv, row, from)  stands at `row`; `from` is its byte offset in a streamed vector, not
-//   read else value()            the row's bytes pass(value)        moves on to the next row, past
-//   the value just seen
+//   streamed      values follow one another without an index; a row is found by its byte offset
+//   of            stands at `row`; `from` is its byte offset in a streamed vector, else not read
+//   value         the row's bytes
+//   pass          moves on to the next row, past the value just seen
 //
 // Streamed layouts have the bytes of a row in the stream too (stride). Row numbers and offsets are
 // numbers of 64 bits, lengths are 16 bits wide in memory and widened before anything is added.
