@@ -30,7 +30,16 @@ host::Result<bool> stored_value_scans(const Session& session);
 // All thirteen queries of the benchmark.
 host::Result<bool> benchmark(const Session& session);
 
-inline constexpr std::array<DemoQueries, 4> demo_queries = {flight1, nullable_scans,
-                                                            stored_value_scans, benchmark};
+// Joins of lineorder with each dimension, in every way.
+host::Result<bool> joins(const Session& session);
+// Names of the customers and suppliers of some lines, gathered from row stores.
+host::Result<bool> names(const Session& session);
+// Sums grouped by two and three columns, by group keys and by translated codes.
+host::Result<bool> groupings(const Session& session);
+// Arithmetic, conversion, crossing counts and byte bit vectors on lineorder's numbers.
+host::Result<bool> line_numbers(const Session& session);
+
+inline constexpr std::array<DemoQueries, 8> demo_queries = {
+    flight1, nullable_scans, stored_value_scans, joins, names, groupings, line_numbers, benchmark};
 
 }  // namespace colx::star

@@ -6,7 +6,7 @@
 #include <numeric>
 #include <utility>
 
-#include "host/translation.h"
+#include "examples/star/dimension_rows.h"
 
 namespace colx::star {
 namespace {
@@ -15,19 +15,6 @@ namespace {
 // of the lines is left when its turn comes.
 constexpr double joined_keys = 1.0 / 64;
 constexpr double joined_lines = 1.0 / 16;
-
-// The codes of a column whose values satisfy a condition, a bit a code.
-host::RowBits codes_that_hold(const EncodedColumn& column, const Condition& condition) {
-  const host::DictionaryImage& values = *column.stored.dictionary;
-  host::RowBits codes(values.num_symbols());
-  for (uint32_t code = 0; code < values.num_symbols(); ++code) {
-    const bool holds = condition.of_texts()
-                           ? condition.holds(values.symbol(code))
-                           : condition.holds(static_cast<uint32_t>(column.numbers().value(code)));
-    if (holds) codes.set(code);
-  }
-  return codes;
-}
 
 // A dimension under all of a query's conditions on it.
 struct Dimension {
@@ -69,25 +56,9 @@ class Planner {
   // Scans the dimension's own columns.
   host::Result<void> add_dimension(TableId table) {
     Dimension dimension{table, &store_.column(of(StarStore::key_of(table))), {}, {}};
-    std::vector<host::KeyFilter> filters;
-    for (const Condition& condition : query_.where) {
-      if (condition.column.table != table) continue;
-      const EncodedColumn& column = store_.column(condition.column);
-      const host::RowBits codes = codes_that_hold(column, condition);
-      if (codes.count() == 0) return plan_.empty = true, host::Result<void>();
-      auto filter = host::KeyFilter::bind(store_.library(), column.stored, codes);
-      if (!filter) return filter.error();
-      filters.push_back(std::move(*filter));
-    }
-    host::ChunkRows rows(store_.library(), store_.services());
-    const auto& chunks = store_.table(table)[0].stored.chunks;
-    uint32_t first_row = 0;
-    for (size_t chunk = 0; chunk < chunks.size(); first_row += chunks[chunk++].rows) {
-      rows.start(chunk, chunks[chunk].rows);
-      for (const host::KeyFilter& filter : filters)
-        if (auto done = filter.apply(rows); !done) return done;
-      for (const uint32_t row : rows.rows()) dimension.rows.push_back(first_row + row);
-    }
+    auto rows = rows_that_hold(store_, table, query_.where);
+    if (!rows) return rows.error();
+    dimension.rows = std::move(*rows);
     link_keys(dimension);
     if (dimension.keys.count() == 0) plan_.empty = true;
     dimensions_.push_back(std::move(dimension));
@@ -148,26 +119,18 @@ class Planner {
   host::Result<std::vector<host::KeyCode>> number_values(const Dimension& dimension,
                                                          GroupColumn& group) const {
     const EncodedColumn& column = store_.column(group.column);
-    auto unpack = host::CodeUnpack::bind(store_.library(), column.stored);
-    if (!unpack) return unpack.error();
-    std::vector<uint32_t> codes, chunk_codes;
-    host::ChunkRows rows(store_.library(), store_.services());
-    for (size_t chunk = 0; chunk < column.stored.chunks.size(); ++chunk) {
-      rows.start(chunk, column.stored.chunks[chunk].rows);
-      const auto unpacked = unpack->run(rows, chunk_codes);
-      if (!unpacked) return unpacked.error();
-      codes.insert(codes.end(), unpacked->begin(), unpacked->end());
-    }
+    const auto codes = all_codes(store_, column);
+    if (!codes) return codes.error();
     constexpr uint32_t unseen = UINT32_MAX;
     std::vector<uint32_t> numbers(column.stored.dictionary->num_symbols(), unseen);
     std::vector<host::KeyCode> pairs;
     for (const uint32_t row : dimension.rows) {
       const uint32_t key = store_.link(dimension.table).code_of_row[row];
       if (key == KeyLink::no_code) continue;
-      uint32_t& number = numbers[codes[row]];
+      uint32_t& number = numbers[(*codes)[row]];
       if (number == unseen) {
         number = static_cast<uint32_t>(group.codes.size());
-        group.codes.push_back(codes[row]);
+        group.codes.push_back((*codes)[row]);
       }
       pairs.push_back({key, number});
     }
