@@ -225,6 +225,11 @@ COLX_INLINE Vec high_halves(Vec a, Vec b) {
   return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0xDD));
 }
 
+// The high half of `a` and, above it, the low half of `b`.
+COLX_INLINE Vec inner_halves(Vec a, Vec b) {
+  return _mm_castpd_si128(_mm_shuffle_pd(_mm_castsi128_pd(a), _mm_castsi128_pd(b), 1));
+}
+
 // Lanes of two vectors alternating, from the low halves or from the high halves, `a` first.
 template <unsigned L>
 COLX_INLINE Vec alternated_low(Vec a, Vec b) {
