@@ -6,7 +6,7 @@ find_package(Threads REQUIRED)
 function(colx_program name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE colx_flags)
-  set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+  set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON DEFINE_SYMBOL "")
 endfunction()
 
 # colx_tests(<folder>): a program and a test for each <folder>/*_test.cpp, linked against the
@@ -20,6 +20,9 @@ function(colx_tests folder)
     target_link_libraries(${name} PRIVATE
       $<LINK_GROUP:RESCAN,${COLX_TEST_LIBRARIES},colx_x86_static> GTest::gtest GTest::gtest_main)
     add_dependencies(${name} colx_x86)
+    if(TARGET colx_test_prologue)
+      target_precompile_headers(${name} REUSE_FROM colx_test_prologue)
+    endif()
     target_compile_definitions(${name} PRIVATE
       COLX_LIBRARY_FILE="$<TARGET_FILE:colx_x86>" COLX_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
     add_test(NAME ${folder}/${name} COMMAND ${name} --gtest_brief=1)
