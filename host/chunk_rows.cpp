@@ -54,7 +54,9 @@ Result<void> ChunkRows::keep_found(const Filter& filter) {
   if (count_ == 0) return {};
   const bool in_runs = filter.column().chunks[chunk_].runs.has_value();
   const Selection among = in_runs ? Selection{} : selection(rows_per_scanned_row);
-  const auto found = filter.run(chunk_, found_, *services_, among);
+  const auto found = CallMeter::measure(meter_, filter.slot(), chunk_rows(), [&] {
+    return filter.run(chunk_, found_, *services_, among);
+  });
   if (!found) return found.error();
   uint32_t count = *found;
   if (all() || among.rows) {
@@ -130,7 +132,8 @@ Result<std::span<const uint32_t>> CodeUnpack::run(const ChunkRows& rows,
   if (selection.walk) kctx.colx_kctx_flags |= COLX_KCTX_SELECTIVE;
   std::optional<DecompressionSlot::Touch> touch;
   if (source.chunk().image_bytes) touch.emplace(*source.chunk().slot);
-  const uint32_t status = kernel_(&result, source.cv(), &kctx);
+  const uint32_t status = CallMeter::measure(rows.meter(), slot_, rows.chunk_rows(),
+                                             [&] { return kernel_(&result, source.cv(), &kctx); });
   if (status != COLX_DONE || result.colx_cv_num_set != rows.count())
     return make_error("%s returned status %u and %u codes for %u rows of chunk %zu", kernel_name_,
                       status, result.colx_cv_num_set, rows.count(), rows.chunk());

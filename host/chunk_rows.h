@@ -11,6 +11,7 @@
 #include <span>
 #include <vector>
 
+#include "host/call_meter.h"
 #include "host/code_set.h"
 #include "host/column.h"
 #include "host/loader.h"
@@ -26,6 +27,9 @@ class ChunkRows {
  public:
   ChunkRows(const Library& library, HostServices& services)
       : library_(&library), services_(&services) {}
+  // Counts the kernels that filter or read these rows from now on; the meter must outlive them.
+  void count_calls(CallMeter& meter) { meter_ = &meter; }
+  CallMeter* meter() const { return meter_; }
 
   // All `rows` rows of chunk `chunk`.
   void start(size_t chunk, uint32_t rows);
@@ -57,6 +61,7 @@ class ChunkRows {
 
   const Library* library_;
   HostServices* services_;
+  CallMeter* meter_ = nullptr;
   size_t chunk_ = 0;
   uint32_t count_ = 0;
   RowBits bits_;

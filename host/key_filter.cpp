@@ -27,6 +27,11 @@ Result<void> KeyFilter::apply(ChunkRows& rows) const {
   return std::visit([&](const auto& kernel) { return rows.keep(kernel); }, kernel_);
 }
 
+const StoredColumn& KeyFilter::column() const {
+  return std::visit([](const auto& kernel) -> const StoredColumn& { return kernel.column(); },
+                    kernel_);
+}
+
 const char* KeyFilter::kernel_name() const {
   return std::visit([](const auto& kernel) { return kernel.kernel_name(); }, kernel_);
 }

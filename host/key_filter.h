@@ -27,6 +27,8 @@ class KeyFilter {
 
   // Share of the dictionary's codes that are wanted.
   double share() const { return share_; }
+  bool is_set() const { return std::holds_alternative<CodeSet>(kernel_); }
+  const StoredColumn& column() const;
   const char* kernel_name() const;
   uint32_t slot() const;
 

@@ -222,6 +222,12 @@ Result<Library> Library::attach(const colx_specialized_ctx& record, const char* 
   return library;
 }
 
+Result<void (*)(const colx_stats_ctx*, int32_t)> Library::stats_dump() const {
+  void* const function = handle_ ? dlsym(handle_.get(), "colx_stats_dump") : nullptr;
+  if (!function) return make_error("%s: exports no colx_stats_dump", file_.c_str());
+  return reinterpret_cast<void (*)(const colx_stats_ctx*, int32_t)>(function);
+}
+
 std::vector<std::string> Library::missing_functions() const {
   std::vector<std::string> missing;
   for (const auto& entry : entries) {

@@ -55,6 +55,10 @@ class Library {
   // set, sum, distinct, xlate, add, sub, mul
   Result<colx_binary_fn> binary_kernel(uint32_t opc, uint8_t key) const;
 
+  // The exported function that prints a host's statistics. Error: the file lacks it, or the library
+  // is linked into the program.
+  Result<void (*)(const colx_stats_ctx*, int32_t)> stats_dump() const;
+
   // The name of a slot's kernel by the library's own table; "colx_invalid_dispatch" if empty.
   const char* kernel_name(uint32_t opc, uint8_t key) const;
 

@@ -10,7 +10,8 @@
 # password). Otherwise says what to install and ends with status 1. Silent if nothing is missing.
 set -euo pipefail
 
-demo=(gcc g++ cmake make ninja-build libcli11-dev libfmt-dev libxxhash-dev)
+demo=(gcc g++ cmake make ninja-build libcli11-dev libfmt-dev libsqlite3-dev
+  libxxhash-dev)
 all=("${demo[@]}" binutils clang libclang-rt-dev libgtest-dev libbenchmark-dev
   liblz4-dev libzstd-dev)
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <optional>
 #include <string>
 
@@ -40,6 +41,21 @@ void print_rows_of(const StarAnswer& answer, size_t listed) {
     fmt::print("    and {} rows more\n", grouped(answer.rows.size() - listed));
 }
 
+// True if SQLite finds the same rows; adds its time to `seconds`.
+host::Result<bool> compare_with_sqlite(const SqliteStar& sqlite, const StarQuery& query,
+                                       const TimedAnswer& run, double& seconds) {
+  const auto start = std::chrono::steady_clock::now();
+  const auto rows = sqlite.answer(query);
+  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+  if (!rows) return rows.error();
+  const auto wrong = difference(run.answer.rows, *rows);
+  fmt::print("  SQLite: {:.1f} ms, {:.0f} times as long; {}\n", time.count() * 1e3,
+             time.count() / run.seconds,
+             wrong ? fmt::format("WRONG: {}", *wrong) : "finds the same rows");
+  seconds += time.count();
+  return !wrong;
+}
+
 }  // namespace
 
 host::Result<bool> benchmark(const Session& session) {
@@ -47,6 +63,8 @@ host::Result<bool> benchmark(const Session& session) {
   const double lines = session.tables[TableId::lineorder].rows();
   bool right = true;
   double all_seconds = 0;
+  double sqlite_seconds = 0;
+  host::CallMeter meter;
   for (const StarQuery& query : benchmark_queries()) {
     const auto plan = make_plan(session.store, query);
     if (!plan) return plan.error();
@@ -64,9 +82,26 @@ host::Result<bool> benchmark(const Session& session) {
         wrong ? fmt::format("WRONG: {}", *wrong) : "the row-by-row evaluation finds the same");
     right &= !wrong;
     all_seconds += run->seconds;
+    if (session.sqlite) {
+      const auto agrees = compare_with_sqlite(*session.sqlite, query, *run, sqlite_seconds);
+      if (!agrees) return agrees;
+      right &= *agrees;
+    }
+    if (session.options.stats)
+      if (auto counted = answer(session.store, query, session.options.threads, &meter); !counted)
+        return counted.error();
   }
-  fmt::print("\n13 queries in {:.2f} ms on {} thread{}\n", all_seconds * 1e3,
-             session.options.threads, session.options.threads == 1 ? "" : "s");
+  if (session.options.stats) {
+    print_heading("Kernels of the thirteen queries, planning left out");
+    std::fflush(stdout);
+    if (auto done = meter.dump(session.engine.library, true); !done) return done.error();
+  }
+  fmt::print("\n13 queries in {:.2f} ms on {} thread{}, {:.0f} M lines/s{}\n", all_seconds * 1e3,
+             session.options.threads, session.options.threads == 1 ? "" : "s",
+             13 * lines / all_seconds / 1e6,
+             session.sqlite ? fmt::format("; SQLite {:.0f} ms, {:.0f} times as long",
+                                          sqlite_seconds * 1e3, sqlite_seconds / all_seconds)
+                            : "");
   return right;
 }
 

@@ -2,18 +2,33 @@
 
 #include <fmt/format.h>
 
+#include <unistd.h>
+
 #include <chrono>
+#include <fstream>
+#include <optional>
 #include <utility>
+#include <vector>
 
 #include "examples/star/demo_queries.h"
+#include "examples/star/families.h"
 #include "examples/star/generate.h"
 #include "examples/star/read_tbl.h"
 #include "examples/star/report.h"
+#include "examples/star/sqlite_check.h"
 #include "examples/star/star_store.h"
 #include "examples/star/text_streams.h"
 
 namespace colx::star {
 namespace {
+
+// Bytes of memory that the process has resident; 0 if the system does not tell.
+uint64_t memory_in_use() {
+  std::ifstream statm("/proc/self/statm");
+  uint64_t size = 0, resident = 0;
+  statm >> size >> resident;
+  return resident * static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+}
 
 class Stopwatch {
  public:
@@ -45,7 +60,29 @@ host::Result<StarStore> encode_and_print(const Tables& tables, const host::Libra
   if (!store) return store;
   fmt::print("encoded in {:.1f} s\n", watch.seconds());
   for (const TableId id : table_ids) print_columns(tables[id], store->table(id));
+  fmt::print("\n{} MiB in use, {} MiB of it stored columns\n", grouped(memory_in_use() >> 20),
+             grouped(store->stored_bytes() >> 20));
   return store;
+}
+
+host::Result<std::optional<SqliteStar>> load_sqlite(const Tables& tables, const Options& options) {
+  if (!options.check_sqlite) return std::optional<SqliteStar>();
+  const Stopwatch watch;
+  auto star = SqliteStar::load(tables);
+  if (!star) return star.error();
+  fmt::print("loaded into SQLite in {:.1f} s\n", watch.seconds());
+  return std::optional<SqliteStar>(std::move(*star));
+}
+
+host::Result<bool> list_families(const StarStore& store) {
+  std::vector<Usage> usage;
+  for (const StarQuery& query : benchmark_queries()) {
+    const auto plan = make_plan(store, query);
+    if (!plan) return plan.error();
+    usage.push_back(usage_of(store, query, *plan));
+  }
+  for (Usage& command : command_usage()) usage.push_back(std::move(command));
+  return print_usage(usage);
 }
 
 }  // namespace
@@ -57,16 +94,23 @@ host::Result<bool> run_demo(const Options& options) {
   host::HostServices services(*library);
   auto tables = load(options);
   if (!tables) return tables.error();
+  if (options.list) {
+    const auto store = StarStore::encode(*tables, *library, services);
+    if (!store) return store.error();
+    return list_families(*store);
+  }
   const auto texts = run_text_streams(*tables, *library, services);
   if (!texts) return texts.error();
   const auto store = encode_and_print(*tables, *library, services);
   if (!store) return store.error();
+  const auto sqlite = load_sqlite(*tables, options);
+  if (!sqlite) return sqlite.error();
   const Engine engine{*library, services, store->table(TableId::lineorder),
                       (*tables)[TableId::date]};
 
   bool right = true;
   for (const DemoQueries queries : demo_queries) {
-    const auto result = queries({engine, *store, *tables, options});
+    const auto result = queries({engine, *store, *tables, options, *sqlite ? &**sqlite : nullptr});
     if (!result) return result;
     right = right && *result;
   }

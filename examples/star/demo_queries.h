@@ -5,6 +5,7 @@
 
 #include "examples/star/engine.h"
 #include "examples/star/options.h"
+#include "examples/star/sqlite_check.h"
 #include "examples/star/star_store.h"
 #include "host/result.h"
 
@@ -15,6 +16,7 @@ struct Session {
   const StarStore& store;
   const Tables& tables;  // plain, for the checks
   const Options& options;
+  const SqliteStar* sqlite;  // null: not compared with
 };
 
 // Each runs its queries and prints them with their check. True if every answer was right; an error

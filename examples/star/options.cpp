@@ -63,6 +63,13 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
   app.add_option("--threads", options.threads, "Threads that share each query's chunks")
       ->check(CLI::Range(1u, 256u))
       ->capture_default_str();
+  std::string check = "plain";
+  app.add_option("--check", check, "What answers are compared with: plain rows, or SQLite too")
+      ->check(CLI::IsMember({"plain", "sqlite"}))
+      ->take_last()
+      ->capture_default_str();
+  app.add_flag("--list", options.list, "Tell which query and command uses which kernels, and end");
+  app.add_flag("--stats", options.stats, "Print the calls and the speed of the queries' kernels");
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
@@ -72,6 +79,7 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
     parsed.exit_status = 2;
     parsed.text = wrong.what();
   }
+  options.check_sqlite = check == "sqlite";
   return parsed;
 }
 

@@ -12,9 +12,12 @@ struct Options {
   std::optional<std::filesystem::path> data;  // read .tbl files there instead of generating
   bool sort = false;                          // lineorder by orderdate before it is stored
   std::filesystem::path library;
-  unsigned listed_rows = 5;  // matching rows that are printed for each query
-  unsigned repeats = 3;      // timed runs of each query
-  unsigned threads = 1;      // that share the chunks of lineorder out among themselves
+  unsigned listed_rows = 5;   // matching rows that are printed for each query
+  unsigned repeats = 3;       // timed runs of each query
+  unsigned threads = 1;       // that share the chunks of lineorder out among themselves
+  bool check_sqlite = false;  // run the benchmark's queries in SQLite as well
+  bool list = false;          // only tell which query and command uses which part of the library
+  bool stats = false;         // print calls and rows a second of the kernels
 };
 
 struct ParsedOptions {

@@ -95,14 +95,20 @@ std::string text_of(const AnswerRow& row) {
   return text + fmt::format("{:>18}", row.sum);
 }
 
-std::optional<std::string> difference(const StarAnswer& answer, const StarAnswer& expected) {
-  const auto [found, wanted] = std::ranges::mismatch(answer.rows, expected.rows);
-  const bool missing = wanted != expected.rows.end();
-  if (found != answer.rows.end() && missing)
-    return fmt::format("row {} is [{}], not [{}]", found - answer.rows.begin() + 1, text_of(*found),
+std::optional<std::string> difference(const std::vector<AnswerRow>& rows,
+                                      const std::vector<AnswerRow>& expected) {
+  const auto [found, wanted] = std::ranges::mismatch(rows, expected);
+  const bool missing = wanted != expected.end();
+  if (found != rows.end() && missing)
+    return fmt::format("row {} is [{}], not [{}]", found - rows.begin() + 1, text_of(*found),
                        text_of(*wanted));
   if (missing) return fmt::format("[{}] is missing", text_of(*wanted));
-  if (found != answer.rows.end()) return fmt::format("[{}] is too much", text_of(*found));
+  if (found != rows.end()) return fmt::format("[{}] is too much", text_of(*found));
+  return std::nullopt;
+}
+
+std::optional<std::string> difference(const StarAnswer& answer, const StarAnswer& expected) {
+  if (const auto wrong = difference(answer.rows, expected.rows)) return wrong;
   if (answer.lines != expected.lines)
     return fmt::format("{} lines were found, not {}", answer.lines, expected.lines);
   return std::nullopt;

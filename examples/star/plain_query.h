@@ -29,6 +29,8 @@ class PlainStar {
 
 // What is wrong with an answer: the first row that differs; nothing if it is right.
 std::optional<std::string> difference(const StarAnswer& answer, const StarAnswer& expected);
+std::optional<std::string> difference(const std::vector<AnswerRow>& rows,
+                                      const std::vector<AnswerRow>& expected);
 // A row as it is printed: the group's columns and the sum.
 std::string text_of(const AnswerRow& row);
 

@@ -44,6 +44,14 @@ struct GroupShare {
   host::CodeUnpack keys;
   host::TranslationTable numbers;
   uint32_t multiplier;
+
+  // Of the kernel that translates.
+  uint32_t slot() const {
+    return colx_column_index(
+        COLX_OPC_XLATE,
+        colx_column_key(COLX_XLATE_GROUPKEY, static_cast<uint32_t>(numbers.element()),
+                        COLX_FORM_VARIANT));
+  }
 };
 
 // The one dimension that is hash joined; it finds the number of its group column, if it has one.

@@ -1,9 +1,9 @@
 #include "examples/star/star_run.h"
 
 #include <algorithm>
-#include <deque>
 #include <utility>
 
+#include "host/gathered_rows.h"
 #include "host/group_sums.h"
 #include "host/morsels.h"
 #include "host/translation.h"
@@ -14,8 +14,10 @@ namespace {
 // One thread's way through its chunks.
 class Worker {
  public:
-  static host::Result<Worker> create(const StarStore& store, const StarPlan& plan) {
+  static host::Result<Worker> create(const StarStore& store, const StarPlan& plan,
+                                     host::CallMeter* meter) {
     Worker worker(store, plan);
+    if (meter) worker.rows_.count_calls(*meter);
     for (size_t sum = 0; sum < plan.sums.size(); ++sum) {
       auto sums = host::GroupSums::create(store.library(), COLX_TYPE_DSB, plan.key_space);
       if (!sums) return sums.error();
@@ -33,10 +35,11 @@ class Worker {
     for (const GroupShare& share : plan_->shares) {
       const auto codes = share.keys.run(rows_, codes_);
       if (!codes) return codes.error();
-      if (auto done = host::add_group_share(rows_.library(), share.numbers, *codes,
-                                            share.multiplier, keys_);
-          !done)
-        return done;
+      const auto done = host::CallMeter::measure(rows_.meter(), share.slot(), keys_.size(), [&] {
+        return host::add_group_share(rows_.library(), share.numbers, *codes, share.multiplier,
+                                     keys_);
+      });
+      if (!done) return done;
     }
     return add_up();
   }
@@ -94,13 +97,27 @@ class Worker {
   uint64_t lines_ = 0;
 };
 
-// The groups' values, out of the dimensions' dictionaries.
-std::string value_of(const StarStore& store, const GroupColumn& group, uint32_t key) {
-  const EncodedColumn& column = store.column(group.column);
-  const uint32_t code = group.codes[group.number(key)];
-  if (table_schema(group.column.table).columns[group.column.column].kind == Kind::text)
-    return std::string{column.stored.dictionary->symbol(code)};
-  return std::to_string(column.numbers().value(code));
+// The values of a group column in each of the groups: numbers out of the dictionary, texts gathered
+// from the row store of the column's values.
+host::Result<std::vector<std::string>> values_of(const StarStore& store, const GroupColumn& group,
+                                                 const std::vector<uint32_t>& keys) {
+  std::vector<uint32_t> codes;
+  for (const uint32_t key : keys) codes.push_back(group.codes[group.number(key)]);
+  std::vector<std::string> values;
+  if (const host::RowStore* names = store.names(group.column)) {
+    auto gather = host::GatheredRows::open(store.library(), *names,
+                                           host::EntryList::of(std::span<const uint32_t>(codes)));
+    if (!gather) return gather.error();
+    for (;;) {
+      const auto batch = gather->next();
+      if (!batch) return batch.error();
+      if (batch->size() == 0) return values;
+      for (size_t i = 0; i < batch->size(); ++i) values.emplace_back((*batch)[i]);
+    }
+  }
+  const host::Dictionary<int64_t>& numbers = store.column(group.column).numbers();
+  for (const uint32_t code : codes) values.push_back(std::to_string(numbers.value(code)));
+  return values;
 }
 
 int64_t measure_of(const StarQuery& query, const StarPlan& plan, const Worker& all, uint32_t key) {
@@ -115,18 +132,18 @@ int64_t measure_of(const StarQuery& query, const StarPlan& plan, const Worker& a
   return 0;
 }
 
-std::vector<AnswerRow> rows_of(const StarStore& store, const StarQuery& query, const StarPlan& plan,
-                               const Worker& all) {
-  std::vector<AnswerRow> rows;
-  if (query.group_by.empty()) rows.push_back({});
-  for (uint32_t key = 0; key < plan.key_space; ++key) {
-    if (!all.seen(key)) continue;
-    if (!query.group_by.empty()) {
-      rows.push_back({});
-      for (const GroupColumn& group : plan.groups)
-        rows.back().group.push_back(value_of(store, group, key));
-    }
-    rows.back().sum += measure_of(query, plan, all, key);
+host::Result<std::vector<AnswerRow>> rows_of(const StarStore& store, const StarQuery& query,
+                                             const StarPlan& plan, const Worker& all) {
+  std::vector<uint32_t> keys;
+  for (uint32_t key = 0; key < plan.key_space; ++key)
+    if (all.seen(key)) keys.push_back(key);
+  std::vector<AnswerRow> rows(query.group_by.empty() ? 1 : keys.size());
+  for (size_t i = 0; i < keys.size(); ++i)
+    rows[query.group_by.empty() ? 0 : i].sum += measure_of(query, plan, all, keys[i]);
+  for (const GroupColumn& group : plan.groups) {
+    auto values = values_of(store, group, keys);
+    if (!values) return values.error();
+    for (size_t i = 0; i < keys.size(); ++i) rows[i].group.push_back(std::move((*values)[i]));
   }
   put_in_order(query, rows);
   return rows;
@@ -135,15 +152,16 @@ std::vector<AnswerRow> rows_of(const StarStore& store, const StarQuery& query, c
 }  // namespace
 
 host::Result<StarAnswer> run_plan(const StarStore& store, const StarQuery& query,
-                                  const StarPlan& plan, unsigned threads) {
+                                  const StarPlan& plan, unsigned threads, host::CallMeter* meter) {
   StarAnswer answer;
   if (plan.empty) {
     if (query.group_by.empty()) answer.rows.push_back({});
     return answer;
   }
   std::vector<Worker> workers;
+  std::vector<host::CallMeter> meters(meter ? threads : 0);
   for (unsigned thread = 0; thread < threads; ++thread) {
-    auto worker = Worker::create(store, plan);
+    auto worker = Worker::create(store, plan, meter ? &meters[thread] : nullptr);
     if (!worker) return worker.error();
     workers.push_back(std::move(*worker));
   }
@@ -154,15 +172,19 @@ host::Result<StarAnswer> run_plan(const StarStore& store, const StarQuery& query
   if (!done) return done.error();
   for (unsigned thread = 1; thread < threads; ++thread)
     if (auto merged = workers[0].merge(workers[thread]); !merged) return merged.error();
-  answer.rows = rows_of(store, query, plan, workers[0]);
+  for (const host::CallMeter& counts : meters) meter->merge(counts);
+  auto rows = rows_of(store, query, plan, workers[0]);
+  if (!rows) return rows.error();
+  answer.rows = std::move(*rows);
   answer.lines = workers[0].lines();
   return answer;
 }
 
-host::Result<StarAnswer> answer(const StarStore& store, const StarQuery& query, unsigned threads) {
+host::Result<StarAnswer> answer(const StarStore& store, const StarQuery& query, unsigned threads,
+                                host::CallMeter* meter) {
   const auto plan = make_plan(store, query);
   if (!plan) return plan.error();
-  return run_plan(store, query, *plan, threads);
+  return run_plan(store, query, *plan, threads, meter);
 }
 
 }  // namespace colx::star

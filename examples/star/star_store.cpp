@@ -29,7 +29,43 @@ host::Result<StarStore> StarStore::encode(const Tables& tables, const host::Libr
       codes.push_back(code ? static_cast<uint32_t>(*code) : KeyLink::no_code);
     }
   }
+  if (auto done = store.store_names(tables); !done) return done.error();
   return store;
+}
+
+host::Result<void> StarStore::store_names(const Tables& tables) {
+  for (const TableId id : table_ids) {
+    std::vector<std::optional<host::RowStore>>& names = names_[static_cast<size_t>(id)];
+    names.resize(table(id).size());
+    for (size_t column = 0; column < names.size() && id != TableId::lineorder; ++column) {
+      if (tables[id][column].schema.kind != Kind::text) continue;
+      const host::DictionaryImage& values = *table(id)[column].stored.dictionary;
+      std::vector<const char*> starts;
+      std::vector<uint16_t> lengths;
+      for (uint32_t code = 0; code < values.num_symbols(); ++code) {
+        starts.push_back(values.symbol(code).data());
+        lengths.push_back(static_cast<uint16_t>(values.symbol(code).size()));
+      }
+      const auto texts = host::KeyRows::pointers(starts, lengths);
+      if (!texts) return texts.error();
+      auto rows = host::RowStore::build(*library_, {&*texts, 1});
+      if (!rows) return rows.error();
+      names[column].emplace(std::move(*rows));
+    }
+  }
+  return {};
+}
+
+uint64_t StarStore::stored_bytes() const {
+  uint64_t bytes = 0;
+  for (const auto& table : columns_)
+    for (const EncodedColumn& column : table) bytes += column.stored_bytes();
+  return bytes;
+}
+
+const host::RowStore* StarStore::names(const TableColumn& which) const {
+  const auto& rows = names_[static_cast<size_t>(which.table)][which.column];
+  return rows ? &*rows : nullptr;
 }
 
 }  // namespace colx::star

@@ -3,12 +3,14 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "examples/star/encode.h"
 #include "examples/star/star_query.h"
 #include "host/loader.h"
 #include "host/result.h"
+#include "host/row_store.h"
 #include "host/services.h"
 
 namespace colx::star {
@@ -35,6 +37,11 @@ class StarStore {
   // Of the key that lines are joined with the dimension on: of the two dates the order's.
   const KeyLink& link(TableId dimension) const { return links_[static_cast<size_t>(dimension)]; }
   static Lineorder key_of(TableId dimension);
+  // The texts of a dimension's column by their codes, for gather; null for a column of numbers.
+  const host::RowStore* names(const TableColumn& which) const;
+
+  // Bytes of all columns, dictionaries included.
+  uint64_t stored_bytes() const;
 
   const host::Library& library() const { return *library_; }
   host::HostServices& services() const { return *services_; }
@@ -44,7 +51,9 @@ class StarStore {
   const host::Library* library_ = nullptr;
   host::HostServices* services_ = nullptr;
   std::array<std::vector<EncodedColumn>, table_ids.size()> columns_;
+  host::Result<void> store_names(const Tables& tables);
   std::array<KeyLink, table_ids.size()> links_;
+  std::array<std::vector<std::optional<host::RowStore>>, table_ids.size()> names_;
 };
 
 }  // namespace colx::star

@@ -54,6 +54,25 @@ TEST(StarProgram, AnswersEveryQueryRightAtTheSmallestScale) {
   EXPECT_NE(demo.output.find("lineorder, 60,000 rows"), std::string::npos) << demo.output;
 }
 
+TEST(StarProgram, ComparesWithSqliteAndPrintsStatistics) {
+  const Outcome demo = run_star(with_library +
+                                "--scale 0.01 --repeat 1 --threads 2 --check plain --check sqlite "
+                                "--stats");
+  EXPECT_EQ(demo.status, 0);
+  EXPECT_EQ(occurrences(demo.output, "finds the same rows\n"), 13u) << demo.output;
+  EXPECT_NE(demo.output.find("colx_set_dict_"), std::string::npos);
+  EXPECT_NE(demo.output.find("\tMrowsPerSec: "), std::string::npos);
+  EXPECT_NE(demo.output.find(" MiB in use, "), std::string::npos);
+}
+
+TEST(StarProgram, ListsWhatUsesWhatAndEnds) {
+  const Outcome list = run_star(with_library + "--scale 0.01 --list");
+  EXPECT_EQ(list.status, 0);
+  EXPECT_NE(list.output.find("gather "), std::string::npos) << list.output;
+  EXPECT_EQ(list.output.find("NOT USED"), std::string::npos) << list.output;
+  EXPECT_EQ(occurrences(list.output, right), 0u);
+}
+
 TEST(StarProgram, AnswersRightOnSortedLines) {
   const Outcome demo = run_star(with_library + "--scale 0.02 --repeat 1 --sort");
   EXPECT_EQ(demo.status, 0);
@@ -88,8 +107,8 @@ TEST(StarProgram, PrintsNoProgressWhereNobodyWatches) {
 TEST(StarProgram, ExplainsItself) {
   const Outcome help = run_star("--help");
   EXPECT_EQ(help.status, 0);
-  for (const char* option :
-       {"--scale", "--data", "--sort", "--library", "--rows", "--repeat", "--threads"})
+  for (const char* option : {"--scale", "--data", "--sort", "--library", "--rows", "--repeat",
+                             "--threads", "--check", "--list", "--stats"})
     EXPECT_NE(help.output.find(option), std::string::npos) << option;
 }
 
@@ -116,8 +135,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Misuse{"--scale 1000", "--scale: 1000 is not a number from 0.01 to 100"},
                     Misuse{"--scale many", "--scale: many is not a number"},
                     Misuse{"--repeat 0", "--repeat"}, Misuse{"--threads 0", "--threads"},
-                    Misuse{"--speed 3", "--speed"}, Misuse{"tables", "tables"},
-                    Misuse{"--scale 1 --data .", "excludes"},
+                    Misuse{"--check oracle", "--check"}, Misuse{"--speed 3", "--speed"},
+                    Misuse{"tables", "tables"}, Misuse{"--scale 1 --data .", "excludes"},
                     Misuse{"--data /nowhere/at/all", "/nowhere/at/all is not a directory"},
                     Misuse{"--library /nowhere/at/all.so", "/nowhere/at/all.so"},
                     Misuse{"--library /dev/null --scale 0.01", "/dev/null"}));
