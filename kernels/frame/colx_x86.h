@@ -596,11 +596,11 @@ COLX_API colx_transpose_convert_call colx_transpose_convert_dydi;
 COLX_API colx_bloom_call colx_bloom_dydi, colx_bloom_hash32, colx_bloom_hash64,
     colx_bloom_hash32_selective, colx_bloom_hash64_selective;
 
-/* Aggregation and conversion. */
-COLX_API colx_groupkey_call colx_groupkey_dydi;
-COLX_API colx_gby_sum_call colx_gby_sum_dydi;
-COLX_API colx_three_call colx_convert_dydi;
-COLX_API colx_spatial_pip_call colx_spatial_pip_dydi;
+/* Aggregation and conversion of numbers that are stored as their colx_enc_ctx says. */
+COLX_API colx_groupkey_call colx_groupkey_dydi; /* keys of adjacent columns; kctx is not written */
+COLX_API colx_gby_sum_call colx_gby_sum_dydi;   /* groups may be null: all onto element 0 */
+COLX_API colx_three_call colx_convert_dydi;     /* canonical to native, or the sum of all rows */
+COLX_API colx_spatial_pip_call colx_spatial_pip_dydi; /* raw count of the edges crossed */
 
 /* Stream decoders. */
 COLX_API colx_wpak_decode_call colx_wpak_decode_dydi;
