@@ -218,6 +218,7 @@ struct Translation {
   // The selected rows of a word of the output.
   COLX_INLINE void put_selected(uint32_t from, uint64_t selected, Hits& hits) const {
     uint64_t found = 0;
+#pragma GCC unroll 2
     for (; selected != 0; selected &= selected - 1) {
       const auto bit = static_cast<uint32_t>(std::countr_zero(selected));
       found |= found_in_row(from + bit) << bit;
