@@ -43,6 +43,12 @@ Result<void> check_options(const TranslationOptions& options) {
                       options.first_key, options.last_key);
   if (options.form == TableForm::paged && (options.page_shift < 1 || options.page_shift > 31))
     return make_error("pages of 2^%u elements: use a page shift of 1 to 31", options.page_shift);
+  const uint32_t in_page = (uint32_t{1} << (options.page_shift & 31)) - 1;
+  if (options.form == TableForm::paged && (options.page_mask & in_page) != in_page)
+    return make_error(
+        "page mask 0x%X leaves out bits below the page shift %u, so keys of a page "
+        "would overlap; use 0x%X or more bits",
+        options.page_mask, options.page_shift, in_page);
   return {};
 }
 
@@ -65,6 +71,8 @@ Result<TranslationTable> TranslationTable::build(std::span<const KeyCode> codes,
     last_key = options.first_key;
     for (const KeyCode& pair : codes) last_key = std::max(last_key, pair.key);
   }
+  if (options.page_mask == 0)
+    table.options_.page_mask = (uint32_t{1} << (options.page_shift & 31)) - 1;
   if (auto sound = check_options(table.options_); !sound) return sound.error();
 
   if (options.form == TableForm::paged)
@@ -92,12 +100,12 @@ Result<TranslationTable> TranslationTable::build(std::span<const KeyCode> codes,
 
 TranslationTable::Place TranslationTable::place(uint32_t key) const {
   if (form() != TableForm::paged) return {elements_.data(), key - base()};
-  return {pages_[key >> options_.page_shift], key & ((uint32_t{1} << options_.page_shift) - 1)};
+  return {pages_[key >> options_.page_shift], key & options_.page_mask};
 }
 
 void TranslationTable::put(uint32_t key, uint32_t code) {
   if (form() == TableForm::paged && !pages_[key >> options_.page_shift]) {
-    owned_.push_back(table_without_codes(uint64_t{1} << options_.page_shift, element()));
+    owned_.push_back(table_without_codes(page_elements(), element()));
     pages_[key >> options_.page_shift] = owned_.back().data();
   }
   const Place at = place(key);
@@ -117,7 +125,7 @@ void TranslationTable::describe(colx_cv& table, colx_enc_ctx& encoding, colx_kct
   if (form() == TableForm::paged) {
     table.colx_cv_bits = reinterpret_cast<uint64_t*>(const_cast<const uint8_t**>(pages_.data()));
     encoding.colx_enc_ctx_xlate_shift = options_.page_shift;
-    encoding.colx_enc_ctx_xlate_mask = (uint32_t{1} << options_.page_shift) - 1;
+    encoding.colx_enc_ctx_xlate_mask = options_.page_mask;
   } else {
     table.colx_cv_bits = reinterpret_cast<uint64_t*>(const_cast<uint8_t*>(elements_.data()));
   }

@@ -60,6 +60,9 @@ struct TranslationOptions {
   uint32_t first_key = 0;
   uint32_t last_key = 0;     // 0: the largest mapped key
   uint32_t page_shift = 16;  // paged: bits of a key within its page, 1 to 31
+  // paged: what of a key is its element's number within the page; 0: the bits below page_shift.
+  // More bits make pages larger, fewer would let keys of a page overlap.
+  uint32_t page_mask = 0;
 };
 
 // Read-only after it was built; share it among threads.
@@ -67,7 +70,7 @@ class TranslationTable {
  public:
   // Errors, naming the pair: a code that collides with the element of no code or does not fit; a
   // key that the table does not cover; a key that is mapped twice, to different codes. And: a page
-  // shift out of range; a last key before the first.
+  // shift out of range; a page mask under which keys overlap; a last key before the first.
   static Result<TranslationTable> build(std::span<const KeyCode> codes,
                                         const TranslationOptions& options);
 
@@ -91,6 +94,7 @@ class TranslationTable {
 
  private:
   TranslationTable() = default;
+  uint64_t page_elements() const { return uint64_t{options_.page_mask} + 1; }
   uint32_t base() const { return form() == TableForm::offset ? first_key() : 0; }
   struct Place {
     const uint8_t* page;  // null where no key has a code

@@ -97,6 +97,22 @@ TEST(TranslationTables, RefuseAKeyWithTwoCodes) {
   EXPECT_TRUE(TranslationTable::build(Pairs{{3, 1}, {3, 1}}, {}));
 }
 
+TEST(TranslationTables, RefusePagesWhoseKeysOverlap) {
+  const auto build = [](uint32_t mask) {
+    return TranslationTable::build(
+        Pairs{{0x123, 1}},
+        {.form = TableForm::paged, .last_key = 0xFFF, .page_shift = 4, .page_mask = mask});
+  };
+  EXPECT_EQ(build(0x17).message(),
+            "page mask 0x17 leaves out bits below the page shift 4, so keys of a page would "
+            "overlap; use 0xF or more bits");
+  const auto larger = build(0x3F).value();
+  EXPECT_EQ(larger.code(0x123), 1u);
+  EXPECT_EQ(larger.code(0x122), no_code(ElementWidth::one_byte));
+  EXPECT_EQ(larger.code(0x163), no_code(ElementWidth::one_byte));
+  EXPECT_EQ(larger.bytes(), 64 + 256 * sizeof(void*));
+}
+
 TEST(TranslationTables, RefuseOptionsOutOfRange) {
   EXPECT_EQ(TranslationTable::build({}, {.first_key = 5, .last_key = 4}).message(),
             "a table of keys 5 to 4: the last key comes before the first");
