@@ -33,23 +33,14 @@ COLX_INLINE uint32_t stopped_partition(const colx_ht* ht, const BuildTarget& tar
   return low >> ((ht->colx_ht_bucket_hi + 1) & 31);
 }
 
-COLX_INLINE HashRows rows_of(const uint64_t* hashes) {
-  return {hashes};
-}
-COLX_INLINE HashridRows rows_of(const HashridRecord* records) {
-  return {records};
-}
-COLX_INLINE HashgdridRows rows_of(const HashgdridRecord* records) {
-  return {records};
-}
-
 // insert(block, row, rows, ...) runs the insert pass on the `rows` rows of a block that begins at
 // `row`; behind them come the arguments that all insert passes have.
-template <Layout layout, class Prefetch, class Insert>
+template <class Form, Layout layout, class Fetch, class Prefetch, class Insert>
 COLX_INLINE uint32_t build(const colx_ht* ht, const colx_cv* src, int32_t part, colx_hash_fn fn,
-                           colx_kctx* kctx, Prefetch prefetch, Insert insert) {
+                           colx_kctx* kctx, Fetch fetch, Prefetch prefetch, Insert insert) {
   const BuildTarget target = build_target(ht, part);
   const auto build_block = [&](const auto* block, uint64_t row, uint32_t rows) {
+    if (may_be_far<Form>(target.choice)) fetch(block, rows, COLX_ARGS_of_choice(target.choice));
     const uint32_t with_room = prefetch(block, rows, COLX_ARGS_of_choice(target.choice));
     const uint32_t done = insert(block, row, rows, COLX_ARGS_of_choice(target.choice),
                                  target.over_cur, target.over_end, with_room);
@@ -83,14 +74,14 @@ static_assert(build_kernels.count() == 57);
 
 extern "C" {
 
-#define COLX_DEFINE_BUILD(form, name, layout, rows_name, call)                         \
-  uint32_t colx_ht_build_##form##_##name(COLX_PARAMS_ht_build) {                       \
-    const auto insert = [&](auto block, auto row, uint32_t rows, auto... where) {      \
-      static_cast<void>(row);                                                          \
-      return call;                                                                     \
-    };                                                                                 \
-    return build<Layout::layout>(ht, src, part, fn, kctx,                              \
-                                 colx_ht_build_prefetch_##rows_name##_##form, insert); \
+#define COLX_DEFINE_BUILD(form, name, layout, rows_name, call)                                 \
+  uint32_t colx_ht_build_##form##_##name(COLX_PARAMS_ht_build) {                               \
+    const auto insert = [&](auto block, [[maybe_unused]] auto row, auto rows, auto... where) { \
+      return call;                                                                             \
+    };                                                                                         \
+    return build<FormOf<TableForm::form>, Layout::layout>(                                     \
+        ht, src, part, fn, kctx, colx_ht_fetch_##rows_name##_##form,                           \
+        colx_ht_build_prefetch_##rows_name##_##form, insert);                                  \
   }
 #define COLX_VALUES(form, value) \
   (values_from<RowValue::value, FormOf<TableForm::form>>(payload, row))

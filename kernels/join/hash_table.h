@@ -23,17 +23,17 @@ inline constexpr uint8_t used_slots_mask = 0x0F;
 inline constexpr uint8_t unique_mark = 0x40;
 inline constexpr uint8_t chained_mark = 0x80;
 
-// Bits of the used slots by header.
-inline constexpr std::array<uint16_t, 16> used_slot_bits = [] {
-  std::array<uint16_t, 16> bits{};
-  for (unsigned used = 0; used < 16; ++used) bits[used] = static_cast<uint16_t>((1 << used) - 1);
+// The used slots by header, a bit for each at a multiple of `stride`.
+template <unsigned stride>
+inline constexpr std::array<uint16_t, 256> used_slot_bits = [] {
+  std::array<uint16_t, 256> bits{};
+  for (unsigned header = 0; header < 256; ++header)
+    for (unsigned slot = 0; slot < (header & used_slots_mask) && slot * stride < 16; ++slot)
+      bits[header] |= static_cast<uint16_t>(1 << slot * stride);
   return bits;
 }();
-static_assert(used_slot_bits[0] == 0 && used_slot_bits[9] == 0x1FF);
-
-COLX_INLINE uint32_t used_slots(uint8_t header) {
-  return used_slot_bits[header & used_slots_mask];
-}
+static_assert(used_slot_bits<1>[0x40] == 0 && used_slot_bits<1>[0xC9] == 0x1FF);
+static_assert(used_slot_bits<2>[0x43] == 0x15);
 
 template <unsigned key_width, unsigned value_width>
 struct BucketForm {
@@ -46,33 +46,33 @@ struct BucketForm {
   static constexpr unsigned values_at = next_bucket_at - slots * value_bytes;
   static_assert(keys_at + slots * key_bytes <= values_at && slots <= used_slots_mask);
 
-  COLX_INLINE static uint8_t* key_at(uint8_t* bucket, uint32_t slot) {
+  // Where a set of slots has the bit of slot i: at i * slot_stride.
+  static constexpr unsigned slot_stride = slots * 2 <= 16 && slots != 4 ? 2 : 1;
+
+  COLX_INLINE static uint8_t* key_at(uint8_t* bucket, size_t slot) {
     return bucket + keys_at + slot * key_bytes;
   }
-  COLX_INLINE static uint8_t* value_at(uint8_t* bucket, uint32_t slot) {
+  COLX_INLINE static uint8_t* value_at(uint8_t* bucket, size_t slot) {
     return bucket + values_at + slot * value_bytes;
   }
-  COLX_INLINE static Value value(const uint8_t* bucket, uint32_t slot) {
-    return load_as<Value>(bucket + values_at + slot * value_bytes);
+
+  // The value of the first slot of a set, which must not be empty.
+  COLX_INLINE static Value first_value(const uint8_t* bucket, uint32_t set) {
+    const auto at = static_cast<size_t>(std::countr_zero(set)) * (value_bytes / slot_stride);
+    return load_as<Value>(bucket + values_at + at);
   }
 
-  // Bit i: slot i holds the key, be it used or stale.
-  COLX_INLINE static uint32_t same_keys(const uint8_t* bucket, Key key) {
+  // The set of slots that hold the key. `header` is the bucket's: stale slots do not count.
+  COLX_INLINE static uint32_t slots_of(const uint8_t* bucket, uint8_t header, Key key) {
     constexpr unsigned lanes = 16 / key_bytes;
     const Vec wanted = splat<key_bytes>(key);
     const uint8_t* const keys = bucket + keys_at;
-    const Vec same = equal<key_bytes>(load(keys), wanted);
-    if constexpr (slots == 4) return lane_top_bits(same);
-    Vec rest = zeros();
-    if constexpr (slots > lanes) rest = equal<key_bytes>(load(keys + 16), wanted);
-    Vec both = narrowed<key_bytes>(same, rest);
-    if constexpr (key_bytes == 4) both = narrowed<2>(both, zeros());
-    return top_bits(both) & ((1u << slots) - 1);
-  }
-
-  // The same among the first `used` slots.
-  COLX_INLINE static uint32_t slots_of(const uint8_t* bucket, Key key, uint32_t used) {
-    return same_keys(bucket, key) & ((1u << used) - 1);
+    const uint32_t used = used_slot_bits<slot_stride>[header];
+    Vec same = equal<key_bytes>(load(keys), wanted);
+    if constexpr (slots == 4) return lane_top_bits(same) & used;
+    if constexpr (slots > lanes)
+      same = narrowed<key_bytes>(same, equal<key_bytes>(load(keys + 16), wanted));
+    return top_bits(same) & used;
   }
 };
 static_assert(BucketForm<2, 8>::slots == 5 && BucketForm<2, 8>::values_at == 16);
@@ -143,64 +143,93 @@ template <class Form, bool partitioned, class Rows, class Fact>
 COLX_INLINE uint32_t headers_or(const Rows& of, uint32_t rows, const BucketChoice& choice,
                                 Fact fact) {
   const BucketFinder<Form, partitioned> finder(choice);
-  uint32_t all = 0;
+  decltype(fact(uint8_t{})) all = 0;
 #pragma GCC unroll 2
-  for (uint32_t r = 0; r < rows; ++r) all |= fact(*finder.bucket(of.hash(r)));
+  for (size_t r = 0; r < rows; ++r) all |= fact(*finder.bucket(of.hash(r)));
   return all;
+}
+
+// Whether a table may be out of cache, as far as the hash bits above the tag tell.
+template <class Form>
+COLX_INLINE bool may_be_far(const BucketChoice& choice) {
+  constexpr uint64_t near_bytes = 1 << 20;
+  return (choice.bucket_mask | choice.part_mask) >> 8 * Form::key_bytes > near_bytes / bucket_bytes;
+}
+
+// Puts the first buckets of a block on their way.
+template <class Form, class Rows>
+COLX_INLINE void fetch_buckets(const Rows& of, uint32_t rows, const BucketChoice& choice) {
+  const auto fetch = [&](const auto& finder) {
+    for (size_t r = 0; r < rows; ++r) prefetch(finder.bucket(of.hash(r)));
+  };
+  if (choice.part_mask != 0)
+    fetch(BucketFinder<Form, true>(choice));
+  else
+    fetch(BucketFinder<Form, false>(choice));
 }
 
 // The rows of a block: hash, and the key that a slot keeps.
 struct HashRows {
   const uint64_t* hashes;
-  COLX_INLINE uint64_t hash(uint32_t r) const { return load_as<uint64_t>(hashes + r); }
-  COLX_INLINE uint64_t key(uint32_t r) const { return hash(r); }
+  COLX_INLINE uint64_t hash(size_t r) const { return load_as<uint64_t>(hashes + r); }
+  COLX_INLINE uint64_t key(size_t r) const { return hash(r); }
 };
 
 struct CodeRows {
   const uint64_t* hashes;
   const uint32_t* codes;
-  COLX_INLINE uint64_t hash(uint32_t r) const { return load_as<uint64_t>(hashes + r); }
-  COLX_INLINE uint64_t key(uint32_t r) const { return load_as<uint32_t>(codes + r); }
+  COLX_INLINE uint64_t hash(size_t r) const { return load_as<uint64_t>(hashes + r); }
+  COLX_INLINE uint64_t key(size_t r) const { return load_as<uint32_t>(codes + r); }
 };
 
 struct HashridRows {
   const void* records;
-  COLX_INLINE const uint8_t* at(uint32_t r) const {
-    return bytes_at(records, size_t{r} * sizeof(HashridRecord));
+  COLX_INLINE const uint8_t* at(size_t r) const {
+    return bytes_at(records, r * sizeof(HashridRecord));
   }
-  COLX_INLINE uint64_t hash(uint32_t r) const {
+  COLX_INLINE uint64_t hash(size_t r) const {
     return load_as<uint64_t>(at(r) + offsetof(HashridRecord, hash));
   }
-  COLX_INLINE uint64_t key(uint32_t r) const { return hash(r); }
-  COLX_INLINE uint64_t value(uint32_t r) const { return load_as<uint64_t>(at(r)); }
+  COLX_INLINE uint64_t key(size_t r) const { return hash(r); }
+  COLX_INLINE uint64_t value(size_t r) const { return load_as<uint64_t>(at(r)); }
 };
 
 struct HashgdridRows {
   const void* records;
-  COLX_INLINE const uint8_t* at(uint32_t r) const {
-    return bytes_at(records, size_t{r} * sizeof(HashgdridRecord));
+  COLX_INLINE const uint8_t* at(size_t r) const {
+    return bytes_at(records, r * sizeof(HashgdridRecord));
   }
-  COLX_INLINE uint64_t hash(uint32_t r) const { return load_as<uint64_t>(at(r)); }
-  COLX_INLINE uint64_t key(uint32_t r) const {
+  COLX_INLINE uint64_t hash(size_t r) const { return load_as<uint64_t>(at(r)); }
+  COLX_INLINE uint64_t key(size_t r) const {
     return load_as<uint32_t>(at(r) + offsetof(HashgdridRecord, code));
   }
-  COLX_INLINE uint64_t value(uint32_t r) const {
+  COLX_INLINE uint64_t value(size_t r) const {
     return load_as<uint64_t>(at(r) + offsetof(HashgdridRecord, rid));
   }
 };
+
+COLX_INLINE HashRows rows_of(const uint64_t* hashes) {
+  return {hashes};
+}
+COLX_INLINE HashridRows rows_of(const HashridRecord* records) {
+  return {records};
+}
+COLX_INLINE HashgdridRows rows_of(const HashgdridRecord* records) {
+  return {records};
+}
 
 // The values of a block that stand beside its keys: numbers from `first` on, whole, or an array of
 // the table's value size.
 struct NumberedValues {
   uint64_t first;
-  COLX_INLINE uint64_t value(uint32_t r) const { return first + r; }
+  COLX_INLINE uint64_t value(size_t r) const { return first + r; }
 };
 
 template <class Form>
 struct ArrayValues {
   const void* values;
-  COLX_INLINE uint64_t value(uint32_t r) const {
-    return load_as<typename Form::Value>(bytes_at(values, size_t{r} * Form::value_bytes));
+  COLX_INLINE uint64_t value(size_t r) const {
+    return load_as<typename Form::Value>(bytes_at(values, r * Form::value_bytes));
   }
 };
 

@@ -10,7 +10,7 @@ template <class Form>
 COLX_INLINE void put(uint8_t* bucket, uint8_t header, typename Form::Key key,
                      typename Form::Value value) {
   const uint32_t used = header & used_slots_mask;
-  const bool repeated = Form::slots_of(bucket, key, used) != 0;
+  const bool repeated = Form::slots_of(bucket, header, key) != 0;
   store_as(Form::key_at(bucket, used), key);
   store_as(Form::value_at(bucket, used), value);
   *bucket = static_cast<uint8_t>((header & ~(repeated ? unique_mark : 0)) + 1);
@@ -37,7 +37,7 @@ COLX_INLINE bool put_in_chain(uint8_t* bucket, typename Form::Key key, typename 
                               OverflowRoom overflow) {
   uint8_t header = *bucket;
   for (; header & chained_mark; header = *bucket) {
-    if (header & unique_mark && Form::slots_of(bucket, key, Form::slots) != 0)
+    if (header & unique_mark && Form::slots_of(bucket, Form::slots, key) != 0)
       *bucket = static_cast<uint8_t>(header & ~unique_mark);
     bucket = load_as<uint8_t*>(bucket + next_bucket_at);
   }
@@ -47,7 +47,7 @@ COLX_INLINE bool put_in_chain(uint8_t* bucket, typename Form::Key key, typename 
   }
   uint8_t* const added = static_cast<uint8_t*>(*overflow.cursor);
   if (added >= *overflow.end) return false;
-  const bool repeated = Form::slots_of(bucket, key, Form::slots) != 0;
+  const bool repeated = Form::slots_of(bucket, header, key) != 0;
   *bucket = static_cast<uint8_t>((header & ~(repeated ? unique_mark : 0)) | chained_mark);
   store_as(bucket + next_bucket_at, added);
   *overflow.cursor = added + bucket_bytes;
@@ -112,6 +112,10 @@ extern "C" {
   uint32_t colx_ht_build_prefetch_##rows_name##_##form(pointer first, uint32_t rows, \
                                                        COLX_PARAMS_bucket_choice) {  \
     return prefetch_rows<FormOf<TableForm::form>>(Rows{first}, rows, COLX_CHOICE);   \
+  }                                                                                  \
+  void colx_ht_fetch_##rows_name##_##form(pointer first, uint32_t rows,              \
+                                          COLX_PARAMS_bucket_choice) {               \
+    fetch_buckets<FormOf<TableForm::form>>(Rows{first}, rows, COLX_CHOICE);          \
   }
 #define COLX_DEFINE_PREFETCHES(form)                                 \
   COLX_DEFINE_PREFETCH(hash_values, form, const uint64_t*, HashRows) \

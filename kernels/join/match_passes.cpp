@@ -1,143 +1,194 @@
 // The passes of the probe: a look at the first buckets of a block's rows, then the search for their
 // keys.
 //
-// The search goes in groups of rows and twice over each. First every row compares its key with the
-// keys of its first bucket, without a branch on data, and the rows that may have something to do
-// are listed; then the list is worked off. Which rows hit is beyond prediction; that a listed row
-// has one record, found in its first bucket, is what most joins have.
+// The search takes rows in groups. Records of a group are gathered beside the output, the first one
+// of a row without a branch: which rows hit is beyond prediction. That a row has more records, or
+// has to look into a second bucket, is seldom in most joins. A group whose records might not fit
+// their place or do not fit the output is searched again row by row, straight into the output.
 #include "kernels/join/table_passes.h"
 
 namespace colx {
 namespace {
 
-constexpr uint32_t group_rows = 512;
-
-// Rows of a group whose key stands in their first bucket, used or stale, or whose bucket is
-// chained.
-struct Candidates {
-  uint32_t listed;
-  const uint8_t* bucket[group_rows];
-  uint16_t row[group_rows];
-  uint16_t same[group_rows];  // slots with the key, used or stale
-};
+constexpr uint32_t group_rows = 64;
+constexpr uint32_t record_bytes = sizeof(RidvalueRecord);
 
 COLX_INLINE const uint8_t* next_bucket(const uint8_t* bucket) {
   return load_as<const uint8_t*>(bucket + next_bucket_at);
 }
 
-// Puts second buckets on their way, so that their misses overlap too.
-COLX_INLINE void prefetch_next(const Candidates& list, const uint16_t* places, uint32_t chained) {
-  for (uint32_t k = 0; k < chained; ++k) prefetch(next_bucket(list.bucket[places[k]]));
+// The bytes of a record if the set of slots is not empty, else 0. Taken from the sign of the
+// negated set, which compilers do not make a branch of.
+COLX_INLINE uint32_t record_bytes_if_any(uint32_t slots) {
+  return -slots >> 27 & record_bytes;
 }
 
-template <class Form, bool chains, class Finder, class Rows>
-COLX_INLINE void list_candidates(Candidates& list, const Finder& finder, const Rows& of,
-                                 size_t first, size_t end) {
-  uint16_t chained_places[group_rows];
-  uint32_t chained = 0;
-  uint32_t listed = 0;
-  for (size_t r = first; r < end; ++r) {
-    const uint8_t* const bucket = finder.bucket(of.hash(r));
-    const uint32_t same = Form::same_keys(bucket, static_cast<typename Form::Key>(of.key(r)));
-    list.bucket[listed] = bucket;
-    list.row[listed] = static_cast<uint16_t>(r - first);
-    list.same[listed] = static_cast<uint16_t>(same);
-    if constexpr (chains) {
-      const uint32_t header = *bucket;
-      chained_places[chained] = static_cast<uint16_t>(listed);
-      chained += header >> 7;
-      listed += (same | (header & chained_mark)) != 0;
-    } else {
-      listed += same != 0;
-    }
-  }
-  list.listed = listed;
-  if constexpr (chains) prefetch_next(list, chained_places, chained);
+// Whether a search goes on behind a bucket with these hits. One in a unique bucket ends it.
+COLX_INLINE bool goes_on(uint32_t header, uint32_t slots) {
+  constexpr uint32_t to_mark = unique_mark / record_bytes;
+  return (header & (chained_mark + record_bytes_if_any(slots) * to_mark)) == chained_mark;
+}
+
+COLX_INLINE void put_record(uint8_t* to, uint64_t left, uint64_t value) {
+  store_as(to, left);
+  store_as(to + offsetof(RidvalueRecord, value), value);
 }
 
 // The output of a pass.
-struct Records {
+struct Output {
   uint8_t* next;
   uint8_t* end;
 
-  // Writes a record per slot, of a unique bucket for the first one alone; false if a record finds
-  // no room.
+  // All records of a row, false if one finds no room: the room is looked at when a record is to be
+  // written and at no other time.
   template <class Form>
-  COLX_INLINE bool put(uint64_t left, const uint8_t* bucket, uint32_t slots) {
-    while (slots != 0) {
-      if (next == end) return false;
-      store_as(next, left);
-      store_as<uint64_t>(next + offsetof(RidvalueRecord, value),
-                         Form::value(bucket, std::countr_zero(slots)));
-      next += sizeof(RidvalueRecord);
-      slots &= slots - 1;
-      if (slots != 0 && *bucket & unique_mark) break;
-    }
-    return true;
-  }
-
-  // All records of a row. A hit in a unique bucket ends its search.
-  template <class Form, bool chains>
-  COLX_INLINE bool put_row(uint64_t left, const uint8_t* bucket, uint32_t same,
-                           typename Form::Key key) {
-    uint32_t slots = same & used_slots(*bucket);
-    if (!put<Form>(left, bucket, slots)) return false;
-    if constexpr (chains) {
-      while (*bucket & chained_mark && !(*bucket & unique_mark && slots != 0)) {
-        bucket = next_bucket(bucket);
-        slots = Form::same_keys(bucket, key) & used_slots(*bucket);
-        if (!put<Form>(left, bucket, slots)) return false;
+  COLX_INLINE bool put_row(const uint8_t* bucket, typename Form::Key key, uint64_t left) {
+    for (;; bucket = next_bucket(bucket)) {
+      const uint8_t header = *bucket;
+      const uint32_t slots = Form::slots_of(bucket, header, key);
+      for (uint32_t rest = slots; rest != 0; rest &= rest - 1) {
+        if (next == end) return false;
+        put_record(next, left, Form::first_value(bucket, rest));
+        next += record_bytes;
+        if (header & unique_mark) break;
       }
+      if (!goes_on(header, slots)) return true;
     }
-    return true;
   }
 };
 
-// The room is looked at when a record is to be written and at no other time. The records of a row
-// that finds none stay behind those that count.
-template <class Form, bool partitioned, bool chains, class Rows, class Values>
-COLX_INLINE uint32_t match_rows(Records records, const Rows& of, const Values& values,
-                                uint32_t rows, uint32_t* stop_row, const BucketChoice& choice) {
-  const BucketFinder<Form, partitioned> finder(choice);
-  const uint8_t* const out = records.next;
-  Candidates list;
+// The records of a group on their way to the output. Every row may have a full bucket of them;
+// beyond that, chains may bring so many that `chain_records` are not passed.
+template <class Form>
+struct GroupRecords {
+  static constexpr uint32_t chain_records = 4 * group_rows;
+  static constexpr uint32_t room = chain_records + (group_rows + 1) * Form::slots;
+  alignas(16) uint8_t records[room * record_bytes];
+};
+
+// Puts the records of a bucket and gives their end. The first one is written even if there is none,
+// and counts if there is; `to` has room for that.
+template <class Form>
+COLX_INLINE uint8_t* put_hits(uint8_t* to, uint64_t left, const uint8_t* bucket, uint8_t header,
+                              uint32_t slots) {
+  constexpr uint32_t last_slot = 1 << (Form::slots - 1) * Form::slot_stride;
+  put_record(to, left, Form::first_value(bucket, slots | last_slot));
+  to += record_bytes_if_any(slots);
+  const uint32_t more = slots & (slots - 1);
+  if (more != 0 && !(header & unique_mark)) [[unlikely]] {
+    for (uint32_t rest = more; rest != 0; rest &= rest - 1) {
+      put_record(to, left, Form::first_value(bucket, rest));
+      to += record_bytes;
+    }
+  }
+  return to;
+}
+
+// The records behind a row's first bucket; null if there are too many.
+template <class Form>
+COLX_INLINE uint8_t* put_chain(uint8_t* to, const uint8_t* limit, uint64_t left,
+                               const uint8_t* bucket, typename Form::Key key) {
+  uint8_t header;
+  uint32_t slots;
+  do {
+    if (to > limit) return nullptr;
+    bucket = next_bucket(bucket);
+    header = *bucket;
+    slots = Form::slots_of(bucket, header, key);
+    to = put_hits<Form>(to, left, bucket, header, slots);
+  } while (goes_on(header, slots));
+  return to;
+}
+
+// Gathers the records of a group; gives their end, or null if there are too many.
+template <class Form, bool chains, class Finder, class Rows, class Values>
+COLX_INLINE uint8_t* gather_group(GroupRecords<Form>& group, const Finder& finder, const Rows& of,
+                                  const Values& values, size_t first, size_t end) {
+  uint8_t* to = group.records;
+  const uint8_t* const limit = to + GroupRecords<Form>::chain_records * record_bytes;
+  for (size_t r = first; r < end; ++r) {
+    const uint8_t* const bucket = finder.bucket(of.hash(r));
+    const auto key = static_cast<typename Form::Key>(of.key(r));
+    const uint64_t left = values.value(r);
+    const uint8_t header = *bucket;
+    const uint32_t slots = Form::slots_of(bucket, header, key);
+    to = put_hits<Form>(to, left, bucket, header, slots);
+    if (chains && goes_on(header, slots)) [[unlikely]] {
+      to = put_chain<Form>(to, limit, left, bucket, key);
+      if (to == nullptr) return nullptr;
+    }
+  }
+  return to;
+}
+
+// Puts the second buckets of chains on their way.
+template <class Finder, class Rows>
+COLX_INLINE void prefetch_chains(const Finder& finder, const Rows& of, uint32_t rows) {
+  const uint8_t* chained[group_rows];
   for (uint32_t first = 0; first < rows; first += group_rows) {
-    list_candidates<Form, chains>(list, finder, of, first, std::min(rows, first + group_rows));
-    for (uint32_t k = 0; k < list.listed; ++k) {
-      const uint32_t r = first + list.row[k];
-      const auto key = static_cast<typename Form::Key>(of.key(r));
-      const uint8_t* const finished = records.next;
-      if (!records.template put_row<Form, chains>(values.value(r), list.bucket[k], list.same[k],
-                                                  key)) {
-        *stop_row = r;
-        return static_cast<uint32_t>((finished - out) / sizeof(RidvalueRecord));
+    const uint32_t end = std::min(rows, first + group_rows);
+    uint32_t found = 0;
+    for (size_t r = first; r < end; ++r) {
+      chained[found] = finder.bucket(of.hash(r));
+      found += *chained[found] >> 7;
+    }
+    for (uint32_t k = 0; k < found; ++k) prefetch(next_bucket(chained[k]));
+  }
+}
+
+template <class Form, bool partitioned, bool chains, class Rows, class Values>
+COLX_INLINE uint32_t match_rows(Output output, const Rows& of, const Values& values, uint32_t rows,
+                                uint32_t* stop_row, const BucketChoice& choice) {
+  const BucketFinder<Form, partitioned> finder(choice);
+  const uint8_t* const out = output.next;
+  if (chains && may_be_far<Form>(choice)) prefetch_chains(finder, of, rows);
+  GroupRecords<Form> group;
+  bool gather = true;
+  uint32_t first = 0;
+  for (uint32_t end; first < rows; first = end) {
+    end = std::min(rows, first + group_rows);
+    if (gather) {
+      const uint8_t* const to = gather_group<Form, chains>(group, finder, of, values, first, end);
+      const auto bytes = static_cast<size_t>(to - group.records);
+      gather = to != nullptr && bytes <= static_cast<size_t>(output.end - output.next);
+      if (gather) {
+        std::memcpy(output.next, group.records, bytes);
+        output.next += bytes;
+        continue;
       }
+    }
+    for (uint32_t r = first; r < end; ++r) {
+      const uint8_t* const finished = output.next;
+      const auto key = static_cast<typename Form::Key>(of.key(r));
+      if (output.template put_row<Form>(finder.bucket(of.hash(r)), key, values.value(r))) continue;
+      *stop_row = r;
+      return static_cast<uint32_t>((finished - out) / record_bytes);
     }
   }
   *stop_row = rows;
-  return static_cast<uint32_t>((records.next - out) / sizeof(RidvalueRecord));
+  return static_cast<uint32_t>((output.next - out) / record_bytes);
 }
 
 template <class Form, bool chains, class Rows, class Values>
-COLX_INLINE uint32_t match_in(const Records& records, const Rows& of, const Values& values,
+COLX_INLINE uint32_t match_in(const Output& output, const Rows& of, const Values& values,
                               uint32_t rows, uint32_t* stop_row, const BucketChoice& choice) {
   if (choice.part_mask == 0)
-    return match_rows<Form, false, chains>(records, of, values, rows, stop_row, choice);
-  return match_rows<Form, true, chains>(records, of, values, rows, stop_row, choice);
+    return match_rows<Form, false, chains>(output, of, values, rows, stop_row, choice);
+  return match_rows<Form, true, chains>(output, of, values, rows, stop_row, choice);
 }
 
 template <class Form, class Rows, class Values>
-COLX_INLINE uint32_t match(const Records& records, const Rows& of, const Values& values,
+COLX_INLINE uint32_t match(const Output& output, const Rows& of, const Values& values,
                            uint32_t rows, uint32_t* stop_row, const BucketChoice& choice,
                            uint32_t none_chained) {
-  if (none_chained) return match_in<Form, false>(records, of, values, rows, stop_row, choice);
-  return match_in<Form, true>(records, of, values, rows, stop_row, choice);
+  if (none_chained) return match_in<Form, false>(output, of, values, rows, stop_row, choice);
+  return match_in<Form, true>(output, of, values, rows, stop_row, choice);
 }
 
 template <class Form>
 COLX_INLINE uint32_t prefetch_rows(const uint64_t* hashes, uint32_t rows,
                                    const BucketChoice& choice) {
-  const auto header = [](uint8_t header) { return uint32_t{header}; };
+  const auto header = [](uint8_t header) { return header; };
   const HashRows of = {hashes};
   const uint32_t any = choice.part_mask == 0 ? headers_or<Form, false>(of, rows, choice, header)
                                              : headers_or<Form, true>(of, rows, choice, header);
@@ -157,13 +208,13 @@ extern "C" {
   }
 COLX_TABLE_FORMS(COLX_DEFINE_PREFETCH)
 
-#define COLX_DEFINE_MATCH(name, form, rows_of, values_of, ...)                                  \
-  uint32_t colx_match_##form##_##name(void* out, const uint64_t* hashes, uint32_t rows,         \
-                                      __VA_ARGS__, COLX_PARAMS_match) {                         \
-    using Form = FormOf<TableForm::form>;                                                       \
-    const Records records = {static_cast<uint8_t*>(out),                                        \
-                             bytes_at(out, room * sizeof(RidvalueRecord))};                     \
-    return match<Form>(records, rows_of, values_of, rows, stop_row, COLX_CHOICE, none_chained); \
+#define COLX_DEFINE_MATCH(name, form, rows_of, values_of, ...)                                 \
+  uint32_t colx_match_##form##_##name(void* out, const uint64_t* hashes, uint32_t rows,        \
+                                      __VA_ARGS__, COLX_PARAMS_match) {                        \
+    using Form = FormOf<TableForm::form>;                                                      \
+    const Output output = {static_cast<uint8_t*>(out),                                         \
+                           bytes_at(out, room * sizeof(RidvalueRecord))};                      \
+    return match<Form>(output, rows_of, values_of, rows, stop_row, COLX_CHOICE, none_chained); \
   }
 
 #define COLX_DEFINE_MATCH_HASHES(form)                                          \

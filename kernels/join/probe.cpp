@@ -8,14 +8,15 @@ namespace {
 
 // match(out, hashes, row, rows, ...) runs the match pass on the `rows` rows of a block that begins
 // at `row`, its output at `out`; behind them come the arguments that all match passes have.
-template <Layout layout, class Prefetch, class Match>
+template <class Form, Layout layout, class Fetch, class Prefetch, class Match>
 COLX_INLINE uint32_t probe(colx_cv* res, const colx_cv* src, const colx_ht* ht, colx_hash_fn fn,
-                           colx_kctx* kctx, Prefetch prefetch, Match match) {
+                           colx_kctx* kctx, Fetch fetch, Prefetch prefetch, Match match) {
   const BucketChoice choice = bucket_choice(ht);
   const uint32_t room = res->colx_cv_num_of_rows;
   uint32_t written = 0;
   const auto probe_block = [&](const uint64_t* hashes, uint64_t row, uint32_t rows) {
     void* const out = bytes_at(res->colx_cv_data, uint64_t{written} * sizeof(RidvalueRecord));
+    if (may_be_far<Form>(choice)) fetch(hashes, rows, COLX_ARGS_of_choice(choice));
     const uint32_t none_chained = prefetch(hashes, rows, COLX_ARGS_of_choice(choice));
     uint32_t stop_row;
     written += match(out, hashes, row, rows, room - written, &stop_row, COLX_ARGS_of_choice(choice),
@@ -45,12 +46,14 @@ static_assert(probe_kernels.count() == 52);
 
 extern "C" {
 
-#define COLX_DEFINE_PROBE(form, layout, value, call)                                         \
-  uint32_t colx_ht_probe_##form##_##layout##_##value(COLX_PARAMS_ht_probe) {                 \
-    const auto match = [&](auto out, auto hashes, auto row, uint32_t rows, auto... where) {  \
-      return call;                                                                           \
-    };                                                                                       \
-    return probe<Layout::layout>(res, src, ht, fn, kctx, colx_match_prefetch_##form, match); \
+#define COLX_DEFINE_PROBE(form, layout, value, call)                                          \
+  uint32_t colx_ht_probe_##form##_##layout##_##value(COLX_PARAMS_ht_probe) {                  \
+    const auto match = [&](auto out, auto hashes, auto row, uint32_t rows, auto... where) {   \
+      return call;                                                                            \
+    };                                                                                        \
+    return probe<FormOf<TableForm::form>, Layout::layout>(res, src, ht, fn, kctx,             \
+                                                          colx_ht_fetch_hash_values_##form,   \
+                                                          colx_match_prefetch_##form, match); \
   }
 #define COLX_VALUES(form, value) \
   (values_from<RowValue::value, FormOf<TableForm::form>>(payload, row))

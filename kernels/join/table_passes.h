@@ -80,6 +80,17 @@ COLX_TABLE_FORMS(COLX_DECLARE)
 uint32_t colx_ht_build_prefetch_hashgdrid_k4v8(const void* records, uint32_t rows,
                                                COLX_PARAMS_bucket_choice);
 
+// Fetch passes go before prefetch passes where the table may be far away. They put the same buckets
+// on their way by hints: rows that wait for memory fill the processor long before all of its line
+// buffers are in use, and hints do not wait.
+#define COLX_DECLARE(form)                                                     \
+  void colx_ht_fetch_hash_values_##form(const uint64_t* hashes, uint32_t rows, \
+                                        COLX_PARAMS_bucket_choice);            \
+  void colx_ht_fetch_hashrid_##form(const void* records, uint32_t rows, COLX_PARAMS_bucket_choice);
+COLX_TABLE_FORMS(COLX_DECLARE)
+#undef COLX_DECLARE
+void colx_ht_fetch_hashgdrid_k4v8(const void* records, uint32_t rows, COLX_PARAMS_bucket_choice);
+
 // Insert passes put the rows into the table in order and return how many they put: fewer than all
 // if the next one needs an overflow bucket and its partition has no room for one. Values are cut to
 // the table's value size; an array of values has elements of that size.
