@@ -7,11 +7,13 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "examples/star/demo_queries.h"
 #include "examples/star/plain_query.h"
 #include "examples/star/report.h"
 #include "examples/star/star_run.h"
+#include "examples/star/write_tbl.h"
 
 namespace colx::star {
 namespace {
@@ -65,6 +67,7 @@ host::Result<bool> benchmark(const Session& session) {
   double all_seconds = 0;
   double sqlite_seconds = 0;
   host::CallMeter meter;
+  std::vector<QueryRecord> records;
   for (const StarQuery& query : benchmark_queries()) {
     const auto plan = make_plan(session.store, query);
     if (!plan) return plan.error();
@@ -82,6 +85,7 @@ host::Result<bool> benchmark(const Session& session) {
         wrong ? fmt::format("WRONG: {}", *wrong) : "the row-by-row evaluation finds the same");
     right &= !wrong;
     all_seconds += run->seconds;
+    records.push_back({query, run->seconds * 1e3, run->answer.rows});
     if (session.sqlite) {
       const auto agrees = compare_with_sqlite(*session.sqlite, query, *run, sqlite_seconds);
       if (!agrees) return agrees;
@@ -91,6 +95,8 @@ host::Result<bool> benchmark(const Session& session) {
       if (auto counted = answer(session.store, query, session.options.threads, &meter); !counted)
         return counted.error();
   }
+  if (session.options.answers)
+    if (auto done = write_answers(records, *session.options.answers); !done) return done.error();
   if (session.options.stats) {
     print_heading("Kernels of the thirteen queries, planning left out");
     std::fflush(stdout);

@@ -18,6 +18,7 @@
 #include "examples/star/sqlite_check.h"
 #include "examples/star/star_store.h"
 #include "examples/star/text_streams.h"
+#include "examples/star/write_tbl.h"
 
 namespace colx::star {
 namespace {
@@ -94,6 +95,10 @@ host::Result<bool> run_demo(const Options& options) {
   host::HostServices services(*library);
   auto tables = load(options);
   if (!tables) return tables.error();
+  if (options.export_folder) {
+    if (auto done = write_tables(*tables, *options.export_folder); !done) return done.error();
+    return true;
+  }
   if (options.list) {
     const auto store = StarStore::encode(*tables, *library, services);
     if (!store) return store.error();
@@ -107,6 +112,8 @@ host::Result<bool> run_demo(const Options& options) {
   if (!sqlite) return sqlite.error();
   const Engine engine{*library, services, store->table(TableId::lineorder),
                       (*tables)[TableId::date]};
+
+  if (options.answers) return benchmark({engine, *store, *tables, options, nullptr});
 
   bool right = true;
   for (const DemoQueries queries : demo_queries) {

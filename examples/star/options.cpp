@@ -68,6 +68,10 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
       ->check(CLI::IsMember({"plain", "sqlite"}))
       ->take_last()
       ->capture_default_str();
+  app.add_option("--export", options.export_folder, "Write the tables as .tbl files, and end")
+      ->type_name("DIR");
+  app.add_option("--answers", options.answers, "Write the benchmark's answers as JSON, and end")
+      ->type_name("FILE");
   app.add_flag("--list", options.list, "Tell which query and command uses which kernels, and end");
   app.add_flag("--stats", options.stats, "Print the calls and the speed of the queries' kernels");
   try {

@@ -17,7 +17,9 @@ struct Options {
   unsigned threads = 1;       // that share the chunks of lineorder out among themselves
   bool check_sqlite = false;  // run the benchmark's queries in SQLite as well
   bool list = false;          // only tell which query and command uses which part of the library
-  bool stats = false;         // print calls and rows a second of the kernels
+  std::optional<std::filesystem::path> export_folder;  // write the tables there, and end
+  std::optional<std::filesystem::path> answers;        // write the queries' answers there as JSON
+  bool stats = false;  // print calls and rows a second of the kernels
 };
 
 struct ParsedOptions {

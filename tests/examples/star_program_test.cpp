@@ -8,6 +8,8 @@
 
 #include <array>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include "tests/examples/tbl_folder.h"
@@ -65,6 +67,38 @@ TEST(StarProgram, ComparesWithSqliteAndPrintsStatistics) {
   EXPECT_NE(demo.output.find(" MiB in use, "), std::string::npos);
 }
 
+// Compares two files byte by byte.
+bool same_bytes(const std::string& one, const std::string& other) {
+  const auto bytes = [](const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  };
+  return !bytes(one).empty() && bytes(one) == bytes(other);
+}
+
+TEST(StarProgram, WritesFilesThatItReadsToTheSameTables) {
+  const TblFolder first, second;
+  const std::string to = " --export ";
+  EXPECT_EQ(run_star(with_library + "--scale 0.01" + to + first.path().string()).status, 0);
+  EXPECT_EQ(run_star(with_library + "--data " + first.path().string() + to + second.path().string())
+                .status,
+            0);
+  for (const char* table : {"lineorder", "customer", "supplier", "part", "date"})
+    EXPECT_TRUE(same_bytes(first.file(table), second.file(table))) << table;
+}
+
+TEST(StarProgram, WritesItsAnswersForOtherPrograms) {
+  const TblFolder folder;
+  const std::string file = folder.path() / "answers.json";
+  EXPECT_EQ(
+      run_star(with_library + "--data " + small_tables.string() + " --answers " + file).status, 0);
+  std::ifstream in(file);
+  const std::string json(std::istreambuf_iterator<char>(in), {});
+  EXPECT_TRUE(json.starts_with("[{\"name\": \"Q1.1\", \"sql\": \"select sum(lo_extended")) << json;
+  EXPECT_NE(json.find("\"rows\": [[\"4237000\"]]}"), std::string::npos) << json;
+  EXPECT_EQ(occurrences(json, "\"name\""), 13u);
+}
+
 TEST(StarProgram, ListsWhatUsesWhatAndEnds) {
   const Outcome list = run_star(with_library + "--scale 0.01 --list");
   EXPECT_EQ(list.status, 0);
@@ -108,7 +142,7 @@ TEST(StarProgram, ExplainsItself) {
   const Outcome help = run_star("--help");
   EXPECT_EQ(help.status, 0);
   for (const char* option : {"--scale", "--data", "--sort", "--library", "--rows", "--repeat",
-                             "--threads", "--check", "--list", "--stats"})
+                             "--threads", "--check", "--list", "--stats", "--export", "--answers"})
     EXPECT_NE(help.output.find(option), std::string::npos) << option;
 }
 
@@ -135,8 +169,13 @@ INSTANTIATE_TEST_SUITE_P(
                     Misuse{"--scale 1000", "--scale: 1000 is not a number from 0.01 to 100"},
                     Misuse{"--scale many", "--scale: many is not a number"},
                     Misuse{"--repeat 0", "--repeat"}, Misuse{"--threads 0", "--threads"},
-                    Misuse{"--check oracle", "--check"}, Misuse{"--speed 3", "--speed"},
-                    Misuse{"tables", "tables"}, Misuse{"--scale 1 --data .", "excludes"},
+                    Misuse{"--check oracle", "--check"},
+                    Misuse{"--scale 0.01 --export /nowhere/at/all",
+                           "/nowhere/at/all/lineorder.tbl cannot be written"},
+                    Misuse{"--scale 0.01 --repeat 1 --answers /nowhere/a",
+                           "/nowhere/a cannot be written"},
+                    Misuse{"--speed 3", "--speed"}, Misuse{"tables", "tables"},
+                    Misuse{"--scale 1 --data .", "excludes"},
                     Misuse{"--data /nowhere/at/all", "/nowhere/at/all is not a directory"},
                     Misuse{"--library /nowhere/at/all.so", "/nowhere/at/all.so"},
                     Misuse{"--library /dev/null --scale 0.01", "/dev/null"}));
