@@ -26,7 +26,7 @@ corpus=build-fuzz/corpus
 findings=build-fuzz/findings
 mkdir -p "$findings"
 build-fuzz/tests/fuzz/fuzz_seeds "$corpus"
-for target in wpak_fuzz prefix_fuzz; do
+for target in wpak_fuzz prefix_fuzz dynp_fuzz join_fuzz group_key_fuzz; do
   echo "== $target for $seconds s"
   build-fuzz/tests/fuzz/"$target" -max_total_time="$seconds" -max_len=4096 -timeout=10 \
     -use_value_profile=1 -print_final_stats=1 -artifact_prefix="$findings/" "$corpus/$target" \

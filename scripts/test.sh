@@ -3,8 +3,9 @@
 #
 # usage: test.sh [--all]
 #
-# Builds as a newcomer would and runs the demo, then the fuzz targets for 20 seconds each (fuzz.sh
-# for longer), the suite under AddressSanitizer and UndefinedBehaviorSanitizer, the release suite.
+# Builds as a newcomer would and runs the demo, then the fuzz targets for 10 seconds each (fuzz.sh
+# for longer), the suite under AddressSanitizer and UndefinedBehaviorSanitizer, the release suite and
+# on an emulated baseline processor those tests of it that end within seconds there.
 # --all adds, one variant at a time, the debug build, the Clang build and ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -31,7 +32,7 @@ echo "== demo"
 scripts/demo.sh
 
 echo "== fuzz targets"
-scripts/fuzz.sh 20
+scripts/fuzz.sh 10
 
 for variant in "${variants[@]}"; do
   echo "== $variant: build"
@@ -46,3 +47,6 @@ for variant in "${variants[@]}"; do
   echo "== $variant: tests"
   ctest --preset "$variant" --output-on-failure -j "$(nproc)"
 done
+
+echo "== baseline processor"
+scripts/baseline.sh

@@ -1,7 +1,10 @@
 // Writes the inputs that the fuzz targets start from, the same ones each time: streams of our own
 // writers at every width and around the blocks of codes, groups of every value length.
 //
-// usage: fuzz_seeds FOLDER       makes FOLDER/wpak_fuzz and FOLDER/prefix_fuzz
+// For columns, tables and group keys, whose inputs hold next to anything: a few sizes of each
+// shape, filled at random.
+//
+// usage: fuzz_seeds FOLDER       makes FOLDER/<target> for every target
 
 #include <cstdint>
 #include <cstdio>
@@ -79,6 +82,45 @@ void write_prefix_seeds(const std::filesystem::path& folder) {
     }
 }
 
+// A head of the given bytes, then `size` random ones.
+void write_random_seeds(const std::filesystem::path& folder, std::span<const Bytes> heads,
+                        std::span<const size_t> sizes) {
+  std::filesystem::create_directories(folder);
+  uint64_t number = 0;
+  for (const Bytes& head : heads)
+    for (const size_t size : sizes) {
+      Random random(number);
+      Bytes input = head;
+      const Bytes rest = random.bytes(size);
+      input.insert(input.end(), rest.begin(), rest.end());
+      store(folder / std::to_string(number++), input);
+    }
+}
+
+// A kernel each of both forms and every word; 0 to 300 rows.
+void write_dynp_seeds(const std::filesystem::path& folder) {
+  std::vector<Bytes> heads;
+  for (uint8_t kernel = 0; kernel < 60; kernel = static_cast<uint8_t>(kernel + 7))
+    for (const uint8_t rows : {1, 31, 64, 200}) heads.push_back({kernel, 0, rows});
+  write_random_seeds(folder, heads, std::vector<size_t>{34, 300, 1500});
+}
+
+// Every table form and key layout, with and without partitions.
+void write_join_seeds(const std::filesystem::path& folder) {
+  std::vector<Bytes> heads;
+  for (uint8_t form = 0; form < 4; ++form)
+    for (uint8_t layout = 0; layout < 42; layout = static_cast<uint8_t>(layout + 4))
+      heads.push_back({form, static_cast<uint8_t>(layout * 5), layout, 100, 20});
+  write_random_seeds(folder, heads, std::vector<size_t>{90, 600});
+}
+
+void write_group_key_seeds(const std::filesystem::path& folder) {
+  std::vector<Bytes> heads;
+  for (uint8_t columns = 0; columns < 6; ++columns)
+    for (const uint8_t rows : {5, 40, 120}) heads.push_back({columns, columns, rows, 50, 30, 2});
+  write_random_seeds(folder, heads, std::vector<size_t>{60, 900});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -89,5 +131,8 @@ int main(int argc, char** argv) {
   const std::filesystem::path folder = argv[1];
   write_wpak_seeds(folder / "wpak_fuzz");
   write_prefix_seeds(folder / "prefix_fuzz");
+  write_dynp_seeds(folder / "dynp_fuzz");
+  write_join_seeds(folder / "join_fuzz");
+  write_group_key_seeds(folder / "group_key_fuzz");
   return failed ? 1 : 0;
 }
