@@ -3,7 +3,7 @@
 // A failure prints the kernel, the row and a seed; this runs that batch again, alone:
 //   COLX_SWEEP=colx_ge_dict_13bit:0x1234567890abcdef ./sweep_test
 // COLX_SWEEP_BATCHES=1000 runs more batches a slot than the usual number, with the same seeds
-// first.
+// first; COLX_SWEEP_SEED=7 runs others.
 #include "tests/sweep/sweep_family.h"
 
 #include <gtest/gtest.h>
@@ -51,7 +51,9 @@ std::string with_seed(const SweepSlot& slot, const std::string& difference, uint
 }
 
 uint64_t seed_of(const SweepSlot& slot, uint64_t batch) {
-  return mixed_seed(slot.index, batch);
+  const char* const base = std::getenv("COLX_SWEEP_SEED");
+  const uint64_t other = base != nullptr ? std::strtoull(base, nullptr, 0) << 32 : 0;
+  return mixed_seed(slot.index ^ other, batch);
 }
 
 // Runs `batches` batches; gives the first difference with its seed, or nothing.
