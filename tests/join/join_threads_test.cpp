@@ -15,7 +15,7 @@
 namespace colx::test {
 namespace {
 
-constexpr uint32_t partitions = 4;
+constexpr uint32_t partitions = 8;
 constexpr uint32_t rows_each = 3000;
 
 struct Side {
@@ -41,7 +41,7 @@ void at_once(const std::function<void(uint32_t)>& work) {
 }
 
 TEST(JoinThreads, PartitionsAreBuiltAtOnceAndProbedAtOnce) {
-  const TableShape shape = table_shape(COLX_HT_K2V4, 4, 2, 0, rows_each / 8);
+  const TableShape shape = table_shape(COLX_HT_K2V4, 4, 3, 0, rows_each / 8);
   TableMemory table;
   std::vector<std::unique_ptr<Side>> sides;
   for (uint64_t i = 0; i < partitions; ++i) sides.push_back(side_of(shape, i + 1));

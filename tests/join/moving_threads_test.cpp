@@ -14,7 +14,7 @@
 namespace colx::test {
 namespace {
 
-constexpr uint32_t threads_at_once = 4;
+constexpr uint32_t threads_at_once = 8;
 constexpr auto& library = colx_global_specialized_ctx;
 
 void at_once(const std::function<void(uint32_t)>& work) {
