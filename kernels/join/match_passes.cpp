@@ -41,7 +41,7 @@ struct Output {
 
   // All records of a row, false if one finds no room: the room is looked at when a record is to be
   // written and at no other time.
-  template <class Form>
+  template <class Form, bool chains>
   COLX_INLINE bool put_row(const uint8_t* bucket, typename Form::Key key, uint64_t left) {
     for (;; bucket = next_bucket(bucket)) {
       const uint8_t header = *bucket;
@@ -52,7 +52,7 @@ struct Output {
         next += record_bytes;
         if (header & unique_mark) break;
       }
-      if (!goes_on(header, slots)) return true;
+      if (!chains || !goes_on(header, slots)) return true;
     }
   }
 };
@@ -160,7 +160,8 @@ COLX_INLINE uint32_t match_rows(Output output, const Rows& of, const Values& val
     for (uint32_t r = first; r < end; ++r) {
       const uint8_t* const finished = output.next;
       const auto key = static_cast<typename Form::Key>(of.key(r));
-      if (output.template put_row<Form>(finder.bucket(of.hash(r)), key, values.value(r))) continue;
+      const uint8_t* const bucket = finder.bucket(of.hash(r));
+      if (output.template put_row<Form, chains>(bucket, key, values.value(r))) continue;
       *stop_row = r;
       return static_cast<uint32_t>((finished - out) / record_bytes);
     }
