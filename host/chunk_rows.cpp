@@ -12,7 +12,16 @@ namespace {
 
 // Below these parts of a chunk's rows walking the rows that are left beats reading all of them.
 constexpr uint32_t rows_per_scanned_row = 64;
+constexpr uint32_t rows_per_looked_up_row = 12;
 constexpr uint32_t rows_per_unpacked_row = 16;
+
+uint32_t rows_per_walked_row(const PreparedScan&) {
+  return rows_per_scanned_row;
+}
+uint32_t rows_per_walked_row(const CodeSet&) {
+  return rows_per_looked_up_row;
+}
+
 // Unpacking stores whole blocks while a block's room is left.
 constexpr uint32_t block_room = 128;
 
@@ -53,7 +62,7 @@ template <class Filter>
 Result<void> ChunkRows::keep_found(const Filter& filter) {
   if (count_ == 0) return {};
   const bool in_runs = filter.column().chunks[chunk_].runs.has_value();
-  const Selection among = in_runs ? Selection{} : selection(rows_per_scanned_row);
+  const Selection among = in_runs ? Selection{} : selection(rows_per_walked_row(filter));
   const auto found = CallMeter::measure(meter_, filter.slot(), chunk_rows(), [&] {
     return filter.run(chunk_, found_, *services_, among);
   });
