@@ -9,8 +9,6 @@
 
 namespace colx {
 
-inline constexpr uint32_t block_rows = 1024;
-
 // The blocks of a column of any layout but dict, which no join kernel takes. Streamed columns keep
 // their place as a byte offset, from call to call too (colx_kctx_key_offset); the others leave that
 // field alone.

@@ -21,6 +21,9 @@ constexpr uint32_t ordinal(Enumeration value) {
   return static_cast<uint32_t>(value);
 }
 
+// Rows that are hashed together, ahead of what is done with them.
+inline constexpr uint32_t block_rows = 1024;
+
 enum class Layout : uint32_t {
   fixed,
   lv_sep,

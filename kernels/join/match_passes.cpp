@@ -10,7 +10,7 @@
 namespace colx {
 namespace {
 
-constexpr uint32_t group_rows = 64;
+constexpr uint32_t group_rows = 128;
 constexpr uint32_t record_bytes = sizeof(RidvalueRecord);
 
 COLX_INLINE const uint8_t* next_bucket(const uint8_t* bucket) {
@@ -57,25 +57,26 @@ struct Output {
   }
 };
 
-// The records of a group on their way to the output. Every row may have a full bucket of them;
-// beyond that, chains may bring so many that `chain_records` are not passed.
-template <class Form>
+// The records of a group on their way to the output. The first record of a row always has a place;
+// where it has more of them, or a chain, those before must not have passed the limit.
 struct GroupRecords {
-  static constexpr uint32_t chain_records = 4 * group_rows;
-  static constexpr uint32_t room = chain_records + (group_rows + 1) * Form::slots;
+  static constexpr uint32_t limit = 4 * group_rows;
+  static constexpr uint32_t room = limit + group_rows + used_slots_mask;
   alignas(16) uint8_t records[room * record_bytes];
+  const uint8_t* last_place() const { return records + limit * record_bytes; }
 };
 
-// Puts the records of a bucket and gives their end. The first one is written even if there is none,
-// and counts if there is; `to` has room for that.
+// Puts the records of a bucket and gives their end, or null if there are too many. The first one is
+// written even if there is none, and counts if there is.
 template <class Form>
-COLX_INLINE uint8_t* put_hits(uint8_t* to, uint64_t left, const uint8_t* bucket, uint8_t header,
-                              uint32_t slots) {
+COLX_INLINE uint8_t* put_hits(uint8_t* to, const uint8_t* last_place, uint64_t left,
+                              const uint8_t* bucket, uint8_t header, uint32_t slots) {
   constexpr uint32_t last_slot = 1 << (Form::slots - 1) * Form::slot_stride;
   put_record(to, left, Form::first_value(bucket, slots | last_slot));
   to += record_bytes_if_any(slots);
   const uint32_t more = slots & (slots - 1);
   if (more != 0 && !(header & unique_mark)) [[unlikely]] {
+    if (to > last_place) return nullptr;
     for (uint32_t rest = more; rest != 0; rest &= rest - 1) {
       put_record(to, left, Form::first_value(bucket, rest));
       to += record_bytes;
@@ -84,37 +85,38 @@ COLX_INLINE uint8_t* put_hits(uint8_t* to, uint64_t left, const uint8_t* bucket,
   return to;
 }
 
-// The records behind a row's first bucket; null if there are too many.
+// The same for all buckets behind a row's first one.
 template <class Form>
-COLX_INLINE uint8_t* put_chain(uint8_t* to, const uint8_t* limit, uint64_t left,
+COLX_INLINE uint8_t* put_chain(uint8_t* to, const uint8_t* last_place, uint64_t left,
                                const uint8_t* bucket, typename Form::Key key) {
   uint8_t header;
   uint32_t slots;
   do {
-    if (to > limit) return nullptr;
+    if (to > last_place) return nullptr;
     bucket = next_bucket(bucket);
     header = *bucket;
     slots = Form::slots_of(bucket, header, key);
-    to = put_hits<Form>(to, left, bucket, header, slots);
-  } while (goes_on(header, slots));
+    to = put_hits<Form>(to, last_place, left, bucket, header, slots);
+  } while (to != nullptr && goes_on(header, slots));
   return to;
 }
 
 // Gathers the records of a group; gives their end, or null if there are too many.
 template <class Form, bool chains, class Finder, class Rows, class Values>
-COLX_INLINE uint8_t* gather_group(GroupRecords<Form>& group, const Finder& finder, const Rows& of,
+COLX_INLINE uint8_t* gather_group(GroupRecords& group, const Finder& finder, const Rows& of,
                                   const Values& values, size_t first, size_t end) {
   uint8_t* to = group.records;
-  const uint8_t* const limit = to + GroupRecords<Form>::chain_records * record_bytes;
+  const uint8_t* const last_place = group.last_place();
   for (size_t r = first; r < end; ++r) {
     const uint8_t* const bucket = finder.bucket(of.hash(r));
     const auto key = static_cast<typename Form::Key>(of.key(r));
     const uint64_t left = values.value(r);
     const uint8_t header = *bucket;
     const uint32_t slots = Form::slots_of(bucket, header, key);
-    to = put_hits<Form>(to, left, bucket, header, slots);
+    to = put_hits<Form>(to, last_place, left, bucket, header, slots);
+    if (to == nullptr) return nullptr;
     if (chains && goes_on(header, slots)) [[unlikely]] {
-      to = put_chain<Form>(to, limit, left, bucket, key);
+      to = put_chain<Form>(to, last_place, left, bucket, key);
       if (to == nullptr) return nullptr;
     }
   }
@@ -142,11 +144,13 @@ COLX_INLINE uint32_t match_rows(Output output, const Rows& of, const Values& val
   const BucketFinder<Form, partitioned> finder(choice);
   const uint8_t* const out = output.next;
   if (chains && may_be_far<Form>(choice)) prefetch_chains(finder, of, rows);
-  GroupRecords<Form> group;
+  GroupRecords group;
   bool gather = true;
   uint32_t first = 0;
   for (uint32_t end; first < rows; first = end) {
     end = std::min(rows, first + group_rows);
+    of.fetch_next(first, group_rows);
+    values.fetch_next(first, group_rows);
     if (gather) {
       const uint8_t* const to = gather_group<Form, chains>(group, finder, of, values, first, end);
       const auto bytes = static_cast<size_t>(to - group.records);
