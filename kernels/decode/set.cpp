@@ -1,9 +1,12 @@
 // Set kernels: the rows that hold one of a set of codes. The set is a bit per code value, the
 // colx_cv_bits of the third argument, with room for every code of the width.
 //
-// A scan with rules of its own: nulls are ignored, and an applied selection sets COLX_OUT_SET. Up
-// to 7 bits the whole set stands in a vector, and two shuffles look up sixteen rows; above, codes
-// are unpacked a block at a time and looked up row by row.
+// A scan with rules of its own: nulls are ignored, and an applied selection sets COLX_OUT_SET.
+// Sixteen rows are looked up at once: each gets the set's byte that has its code's bit. Up to 7
+// bits the whole set stands in a vector, at 8 in two, and shuffles fetch the bytes; above, they are
+// loaded one by one.
+#include <utility>
+
 #include "kernels/bitvec/bit_tables.h"
 #include "kernels/decode/one_bit_stream.h"
 #include "kernels/decode/packed_code.h"
@@ -16,19 +19,24 @@ namespace {
 
 constexpr ScanRules set_rules = {false, COLX_OUT_SET};
 
+template <unsigned Value>
+using Constant = std::integral_constant<unsigned, Value>;
+
 COLX_INLINE bool in_set(const uint64_t* set, uint32_t code) {
   return set[code >> 6] >> (code & 63) & 1;
 }
 
-constexpr bool fits_vector(unsigned width) {
-  return width <= 7;
+// Vectors that the whole set takes.
+constexpr unsigned set_vectors(unsigned width) {
+  return width <= 7 ? 1 : width == 8 ? 2 : 0;
 }
 
 template <unsigned width>
 struct SetRows {
   using Lanes = CodeLanes<width>;
-  static constexpr uint32_t rows_per_step = 2 * Lanes::group_rows >= 32 ? 32 : 16;
-  static constexpr unsigned groups = rows_per_step / Lanes::group_rows;
+  static constexpr unsigned lane = Lanes::lane;
+  static constexpr uint32_t rows_per_step = lane == 2 ? 32 : 16;
+  static constexpr unsigned bytes_of_16 = 2 * width;
 
   struct Selected {
     const uint8_t* codes;
@@ -38,51 +46,82 @@ struct SetRows {
   struct State {
     const uint8_t* codes;  // of the next step
     Selected single;
-    Vec set;  // up to 7 bits: all of it
+    Vec set[2];
   };
 
   COLX_INLINE static State begin(const ScanInput& in, const uint64_t* const& set) {
-    Vec whole = zeros();
-    if (width == 7 && in.rows >= rows_per_step) whole = load(set);  // read for rows alone
-    if constexpr (width < 7) whole = load_low_half(set);
-    return {in.data, {in.data, set}, whole};
+    State state = {in.data, {in.data, set}, {zeros(), zeros()}};
+    if constexpr (width < 7) state.set[0] = load_low_half(set);
+    if (in.rows < rows_per_step) return state;  // a vector is read for steps alone
+    if constexpr (width == 7 || width == 8) state.set[0] = load(set);
+    if constexpr (width == 8) state.set[1] = load(set + 2);
+    return state;
   }
 
-  // Sixteen rows: the set's byte for each code, and in it the code's bit.
-  COLX_INLINE static uint32_t looked_up(const uint8_t* group, Vec set) {
-    const Vec codes = narrowed<2>(Lanes::template at<0>(group), Lanes::template at<1>(group));
-    const Vec byte_number = both(shifted_right<2, 3>(codes), splat<1>(0x0F));
-    const Vec bit = shuffle(load(colx_bit_possible), both(codes, splat<1>(0x07)));
-    return top_bits(equal<1>(both(shuffle(set, byte_number), bit), bit));
+  // Of sixteen rows a vector of lanes.
+  template <unsigned v>
+  COLX_INLINE static Vec codes_at(const uint8_t* codes) {
+    return Lanes::template at<v % 2>(codes + v / 2 * Lanes::group_bytes);
+  }
+
+  // A byte a row of numbers up to 127.
+  template <class Numbers>
+  COLX_INLINE static Vec row_bytes(const Numbers& numbers) {
+    const Vec low = numbers(Constant<0>{});
+    const Vec high = numbers(Constant<1>{});
+    if constexpr (lane == 2) return narrowed<2>(low, high);
+    return narrowed<2>(narrowed<4>(low, high),
+                       narrowed<4>(numbers(Constant<2>{}), numbers(Constant<3>{})));
+  }
+
+  // The byte of the set for each of sixteen codes, by its number. A control with the top bit makes
+  // a 0: numbers beyond the vector get it by addition.
+  COLX_INLINE static Vec shuffled(const State& state, Vec numbers) {
+    if constexpr (set_vectors(width) == 1) return shuffle(state.set[0], numbers);
+    const Vec beyond = splat<1>(0x70);
+    const Vec low = shuffle(state.set[0], sum<1>(numbers, beyond));
+    return either(low, shuffle(state.set[1], sum<1>(differ(numbers, splat<1>(0x10)), beyond)));
+  }
+
+  template <size_t... row>
+  COLX_INLINE static Vec loaded(const uint8_t* set, const uint8_t* codes,
+                                std::index_sequence<row...>) {
+    alignas(16) Unsigned<lane> numbers[16];
+    store_aligned(numbers, shifted_right<lane, 3>(codes_at<0>(codes)));
+    store_aligned(numbers + 16 / lane, shifted_right<lane, 3>(codes_at<1>(codes)));
+    if constexpr (lane == 4) {
+      store_aligned(numbers + 8, shifted_right<lane, 3>(codes_at<2>(codes)));
+      store_aligned(numbers + 12, shifted_right<lane, 3>(codes_at<3>(codes)));
+    }
+    Vec bytes = zeros();
+    ((bytes = with_byte<row>(bytes, set[numbers[row]])), ...);
+    return bytes;
+  }
+
+  // A bit a row for sixteen rows: the set's byte for each code, and in it the code's bit.
+  COLX_INLINE static uint32_t looked_up(const State& state, const uint8_t* codes) {
+    Vec bytes, places;
+    if constexpr (set_vectors(width) != 0) {
+      const Vec numbers =
+          width == 8 ? load(codes) : row_bytes([&](auto v) { return codes_at<v>(codes); });
+      bytes = shuffled(state, both(shifted_right<2, 3>(numbers), splat<1>(0x1F)));
+      places = both(numbers, splat<1>(0x07));
+    } else {
+      bytes = loaded(bytes_at(state.single.set, 0), codes, std::make_index_sequence<16>{});
+      places = row_bytes([&](auto v) { return both(codes_at<v>(codes), splat<lane>(0x07)); });
+    }
+    const Vec bit = shuffle(load(colx_bit_possible), places);
+    return top_bits(equal<1>(both(bytes, bit), bit));
   }
 
   COLX_INLINE static uint32_t step(State& state, uint8_t* out) {
     using Unit = Unsigned<rows_per_step / 8>;
-    Unit bits = 0;
-    if constexpr (fits_vector(width)) {
-      for (unsigned g = 0; g < groups; ++g)
-        bits |= looked_up(state.codes + g * Lanes::group_bytes, state.set) << g * Lanes::group_rows;
-    } else {
-      using Number = Unsigned<Lanes::lane>;
-      alignas(16) Number codes[rows_per_step];
-      for (unsigned g = 0; g < groups; ++g) {
-        const uint8_t* const group = state.codes + g * Lanes::group_bytes;
-        store_aligned(codes + g * Lanes::group_rows, number_lanes<0>(group));
-        store_aligned(codes + g * Lanes::group_rows + Lanes::rows, number_lanes<1>(group));
-      }
-#pragma GCC unroll 32
-      for (unsigned r = 0; r < rows_per_step; ++r)
-        bits |= static_cast<Unit>(in_set(state.single.set, codes[r])) << r;
-    }
+    uint32_t bits = looked_up(state, state.codes);
+    if constexpr (rows_per_step == 32) bits |= looked_up(state, state.codes + bytes_of_16) << 16;
     prefetch(state.codes + stream_prefetch_bytes);
-    state.codes += groups * Lanes::group_bytes;
-    store_as<Unit>(out, bits);
-    return population(bits);
-  }
-
-  template <unsigned vector>
-  COLX_INLINE static Vec number_lanes(const uint8_t* group) {
-    return Lanes::template at<vector>(group);
+    state.codes += rows_per_step / 16 * bytes_of_16;
+    store_as<Unit>(out, static_cast<Unit>(bits));
+    return population(static_cast<Unit>(bits));
   }
 
   COLX_INLINE static bool selected_row(const Selected& single, uint32_t r) {

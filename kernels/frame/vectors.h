@@ -325,6 +325,12 @@ COLX_INLINE uint32_t lane_top_bits(Vec v) {
   return static_cast<uint32_t>(_mm_movemask_ps(_mm_castsi128_ps(v)));
 }
 
+// With byte k replaced.
+template <unsigned k>
+COLX_INLINE Vec with_byte(Vec v, uint8_t byte) {
+  return _mm_insert_epi8(v, byte, k);
+}
+
 COLX_INLINE uint64_t low_half(Vec v) {
   return static_cast<uint64_t>(_mm_cvtsi128_si64(v));
 }
