@@ -94,7 +94,7 @@ struct SetRows {
       store_aligned(numbers + 12, shifted_right<lane, 3>(codes_at<3>(codes)));
     }
     Vec bytes = zeros();
-    ((bytes = with_byte<row>(bytes, set[numbers[row]])), ...);
+    ((bytes = with_lane<1, row>(bytes, set[numbers[row]])), ...);
     return bytes;
   }
 

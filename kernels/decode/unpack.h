@@ -174,11 +174,12 @@ struct Unpacking {
     prefetch(rows + 0x280);
     if constexpr (width > 16) prefetch(rows + 0x2C0);
     if constexpr (lane == 4) {
-      uint32_t low = word << 4 & 0xF0F0F0F0;  // of each eight rows the first four
-      uint32_t high = word & 0xF0F0F0F0;
-      for (unsigned k = 0; k < 4; ++k, low >>= 8, high >>= 8) {
-        count = put_selected_4<0>(out, count, rows + k * width, low & 0xFF);
-        count = put_selected_4<1>(out, count, rows + k * width, high & 0xFF);
+      const uint32_t low = word << 4 & 0xF0F0F0F0;  // of each eight rows the first four
+      const uint32_t high = word & 0xF0F0F0F0;
+#pragma GCC unroll 4
+      for (unsigned k = 0; k < 4; ++k) {
+        count = put_selected_4<0>(out, count, rows + k * width, low >> 8 * k & 0xFF);
+        count = put_selected_4<1>(out, count, rows + k * width, high >> 8 * k & 0xFF);
       }
     } else {
       count = put_selected_8(out, count, rows, bits[0]);

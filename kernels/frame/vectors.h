@@ -49,6 +49,11 @@ COLX_INLINE void store_low_half(void* to, Vec v) {
   _mm_storel_epi64(static_cast<__m128i_u*>(to), v);
 }
 
+// `v` with the high half replaced.
+COLX_INLINE Vec with_high_half_at(Vec v, const void* from) {
+  return _mm_castps_si128(_mm_loadh_pi(_mm_castsi128_ps(v), static_cast<const __m64*>(from)));
+}
+
 COLX_INLINE Vec zeros() {
   return _mm_setzero_si128();
 }
@@ -63,6 +68,11 @@ COLX_INLINE Vec splat(uint64_t value) {
   if constexpr (L == 2) return _mm_set1_epi16(static_cast<short>(value));
   if constexpr (L == 4) return _mm_set1_epi32(static_cast<int>(value));
   if constexpr (L == 8) return _mm_set1_epi64x(static_cast<long long>(value));
+}
+
+// `value` in the lowest lane of 4 bytes and zeros above.
+COLX_INLINE Vec in_low_lane(uint32_t value) {
+  return _mm_cvtsi32_si128(static_cast<int>(value));
 }
 
 // Two instructions; for use outside of loops.
@@ -170,6 +180,11 @@ COLX_INLINE Vec product(Vec a, Vec b) {
   if constexpr (L == 4) return _mm_mullo_epi32(a, b);
 }
 
+// The whole products of the low halves of lanes of 8 bytes.
+COLX_INLINE Vec whole_product(Vec a, Vec b) {
+  return _mm_mul_epu32(a, b);
+}
+
 // High halves of the products of lanes of two bytes.
 COLX_INLINE Vec product_high(Vec a, Vec b) {
   return _mm_mulhi_epu16(a, b);
@@ -223,6 +238,11 @@ COLX_INLINE Vec narrowed(Vec a, Vec b) {
 // The high halves of lanes of 8 bytes of two vectors, `a` in the low half.
 COLX_INLINE Vec high_halves(Vec a, Vec b) {
   return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0xDD));
+}
+
+// Their low halves.
+COLX_INLINE Vec low_halves(Vec a, Vec b) {
+  return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0x88));
 }
 
 // The high half of `a` and, above it, the low half of `b`.
@@ -323,12 +343,6 @@ COLX_INLINE uint32_t half_top_bits(Vec v) {
 // Bit k is the top bit of lane k of 4 bytes.
 COLX_INLINE uint32_t lane_top_bits(Vec v) {
   return static_cast<uint32_t>(_mm_movemask_ps(_mm_castsi128_ps(v)));
-}
-
-// With byte k replaced.
-template <unsigned k>
-COLX_INLINE Vec with_byte(Vec v, uint8_t byte) {
-  return _mm_insert_epi8(v, byte, k);
 }
 
 COLX_INLINE uint64_t low_half(Vec v) {
