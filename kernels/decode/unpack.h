@@ -34,7 +34,10 @@ struct Unpacking {
   using Element = Unsigned<element_bytes>;
   using Lanes = CodeLanes<width>;
   static constexpr unsigned lane = Lanes::lane;
-  static constexpr uint32_t group_rows = Lanes::group_rows;
+  // Of ranges: what is made wider, and takes two shuffles a lane of two bytes, is wide at once.
+  static constexpr bool wide_at_once = element_bytes == 4 && Lanes::three_bytes;
+  using RangeLanes = CodeLanes<width, wide_at_once ? 4 : lane>;
+  static constexpr uint32_t group_rows = RangeLanes::group_rows;
   static constexpr bool plain_bytes = width == 8 && element_bytes == 1;
 
   COLX_INLINE static void put(uint8_t* to, const uint8_t* stream, uint32_t row) {
@@ -45,8 +48,9 @@ struct Unpacking {
   COLX_INLINE static void put_group(uint8_t* to, const uint8_t* group) {
     if constexpr (element_bytes == 1 && CodePairs<width>::fit)
       return store(to, CodePairs<width>::at(group));
-    const Vec first = Lanes::template at<0>(group);
-    const Vec second = Lanes::template at<1>(group);
+    constexpr unsigned lane = RangeLanes::lane;
+    const Vec first = RangeLanes::template at<0>(group);
+    const Vec second = RangeLanes::template at<1>(group);
     if constexpr (element_bytes == lane) {
       store(to, first);
       store(to + 16, second);
@@ -82,8 +86,8 @@ struct Unpacking {
     }
   }
 
-  // A block fills two cache lines of output.
-  static constexpr uint32_t block_rows = 128 / element_bytes;
+  // A block fills two cache lines of output with elements of the natural size.
+  static constexpr uint32_t block_rows = 128 / natural_bytes(width);
   static constexpr uint32_t block_bytes = block_rows * width / 8;
   static constexpr bool halves = element_bytes == 1 && (width == 1 || width == 2 || width == 4);
 
@@ -91,7 +95,7 @@ struct Unpacking {
   COLX_INLINE static void put_groups(uint8_t* to, const uint8_t* from) {
     if constexpr (groups != 0) {
       put_group(to, from);
-      put_groups<groups - 1>(to + group_rows * element_bytes, from + Lanes::group_bytes);
+      put_groups<groups - 1>(to + group_rows * element_bytes, from + RangeLanes::group_bytes);
     }
   }
 
@@ -126,7 +130,7 @@ struct Unpacking {
     for (; end - row >= group_rows; row += group_rows) {
       put_group(to, from);
       to += group_rows * element_bytes;
-      from += Lanes::group_bytes;
+      from += RangeLanes::group_bytes;
     }
     for (; row != end; ++row, to += element_bytes) put(to, stream, row);
   }

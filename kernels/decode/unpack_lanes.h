@@ -19,9 +19,13 @@
 
 namespace colx {
 
-template <unsigned width>
+constexpr unsigned narrowest_lane(unsigned width) {
+  return width <= 16 ? 2 : 4;
+}
+
+template <unsigned width, unsigned lane_size = narrowest_lane(width)>
 struct CodeLanes {
-  static constexpr unsigned lane = width <= 16 ? 2 : 4;
+  static constexpr unsigned lane = lane_size;
   static constexpr unsigned rows = 16 / lane;  // of a vector
   static constexpr unsigned group_rows = 2 * rows;
   static constexpr unsigned group_bytes = group_rows * width / 8;
@@ -92,42 +96,62 @@ struct CodeLanes {
   }
 };
 
-// Codes whose pairs fit lanes of two bytes, 16 rows to a vector: the pair's number stands `spare`
-// bits above the lane's lowest. Its first code goes down to the low byte and its second up to the
-// high byte, each by a product.
+// Codes of 3, 5, 6 and 7 bits as bytes, 16 rows to a vector. Lanes of two bytes have two codes
+// each: a product's high half moves the first down to the low byte, another product moves the
+// second up to the high one, and what else there is of the stream is cut off at last. Up to 6 bits
+// a lane has both codes from one shuffle.
 //
 //   w = 6, rows 2 and 3   stream  0000 0011 | 1111 2222 | 2233 3333    lane  11112222 22333333
-//                         low byte 00222222 from high half of & 0x0FC0 times 1 << 10
-//                         high byte 00333333 from & 0x003F times 1 << 8
+//                         low byte 11222222 from the high half of the lane times 1 << 10
+//                         high byte 22333333 from the lane times 1 << 8
 template <unsigned width>
 struct CodePairs {
-  static constexpr bool fit = lane_bytes(2 * width) == 2 && lane_bytes(width) == 2;
+  static constexpr bool fit = width < 8 && lane_bytes(width) == 2;
+  static constexpr bool share_lane = lane_bytes(2 * width) == 2;
 
-  template <class NumberRule>
-  static constexpr Mask lanes_of(NumberRule number_of) {
+  // Where lane `lane` has its first or second code.
+  static constexpr CodePlace place(unsigned lane, bool second) {
+    if (!share_lane) return code_place(width, 2 * lane + second);
+    CodePlace place = code_place(2 * width, lane);
+    if (!second) place.spare += width;
+    return place;
+  }
+
+  template <bool second>
+  static constexpr Mask shuffle_mask = [] {
     Mask mask{};
     for (unsigned k = 0; k < 16; ++k) {
-      const unsigned number = number_of(code_place(2 * width, k / 2).spare);
-      mask.bytes[k] = static_cast<uint8_t>(number >> 8 * (k % 2));
+      const CodePlace codes = place(k / 2, second);
+      const bool there = k % 2 <= codes.last - codes.first;
+      mask.bytes[k] = static_cast<uint8_t>(there ? codes.last - k % 2 : 0x80);
     }
     return mask;
-  }
-  static constexpr unsigned code_bits = (1 << width) - 1;
-  static constexpr Mask second_mask = lanes_of([](unsigned spare) { return code_bits << spare; });
-  static constexpr Mask first_mask =
-      lanes_of([](unsigned spare) { return code_bits << (spare + width); });
-  static constexpr Mask second_factor = lanes_of([](unsigned spare) { return 1u << (8 - spare); });
-  static constexpr Mask first_factor =
-      lanes_of([](unsigned spare) { return 1u << (16 - spare - width); });
+  }();
+
+  template <bool second>
+  static constexpr Mask factor_mask = [] {
+    Mask mask{};
+    for (unsigned k = 0; k < 16; ++k) {
+      const unsigned factor = 1u << ((second ? 8 : 16) - place(k / 2, second).spare);
+      mask.bytes[k] = static_cast<uint8_t>(factor >> 8 * (k % 2));
+    }
+    return mask;
+  }();
 
   // Bytes for the 16 rows whose first byte is at `group`.
   COLX_INLINE static Vec at(const uint8_t* group) {
-    const Vec pairs = shuffle(load(group), load(colx_shuffle_masks[2 * width].half[0]));
-    const Vec first = product_high(both(pairs, load(first_mask)), load(first_factor));
-    return either(first, product<2>(both(pairs, load(second_mask)), load(second_factor)));
+    const Vec bytes = load(group);
+    const Vec firsts = shuffle(bytes, load(shuffle_mask<false>));
+    const Vec seconds = share_lane ? firsts : shuffle(bytes, load(shuffle_mask<true>));
+    const Vec low = product_high(firsts, load(factor_mask<false>));
+    const Vec high = product<2>(seconds, load(factor_mask<true>));
+    return both(chosen(splat<2>(0xFF00), high, low), splat<1>((1 << width) - 1));
   }
 };
-static_assert(CodePairs<3>::fit && CodePairs<5>::fit && CodePairs<6>::fit && !CodePairs<7>::fit);
+static_assert(CodePairs<3>::fit && CodePairs<5>::fit && CodePairs<6>::fit && CodePairs<7>::fit);
+static_assert(CodePairs<6>::share_lane && !CodePairs<7>::share_lane);
+static_assert(begins(CodePairs<3>::shuffle_mask<false>,
+                     std::to_array(colx_shuffle_masks[6].half[0].bytes)));
 
 static_assert(begins(CodeLanes<3>::shuffle_mask<0>,
                      std::to_array(colx_shuffle_masks[3].half[0].bytes)));
