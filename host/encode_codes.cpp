@@ -69,6 +69,7 @@ Result<void> store_chunk_runs(Chunk& chunk, std::span<const uint64_t> codes, uin
   auto written = write_runs(runs, form.length_bits, form.positions);
   if (!written) return written.error();
   std::vector<uint64_t> codes_of_runs;
+  codes_of_runs.reserve(runs.size());
   for (const CodeRun& run : runs) codes_of_runs.push_back(run.code);
   chunk.data = pack_checked(codes_of_runs, width_bits);
   chunk.runs = std::move(written).value();

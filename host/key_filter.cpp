@@ -16,7 +16,7 @@ Result<KeyFilter> KeyFilter::bind(const Library& library, const StoredColumn& co
   if (last - first + 1 == count) {
     auto scan = PreparedScan::on_codes(library, column, {Compare::ge_le, first, last});
     if (!scan) return scan.error();
-    return KeyFilter(std::move(*scan), share);
+    return KeyFilter(*scan, share);
   }
   auto set = CodeSet::bind(library, column, wanted);
   if (!set) return set.error();
