@@ -39,7 +39,8 @@ template <class Form, Layout layout, class Fetch, class Prefetch, class Insert>
 COLX_INLINE uint32_t build(const colx_ht* ht, const colx_cv* src, int32_t part, colx_hash_fn fn,
                            colx_kctx* kctx, Fetch fetch, Prefetch prefetch, Insert insert) {
   const BuildTarget target = build_target(ht, part);
-  const auto build_block = [&](const auto* block, uint64_t row, uint32_t rows) {
+  const auto build_block = [&](const auto* block, uint64_t row, uint32_t rows)
+      __attribute__((always_inline)) {
     if (may_be_far<Form>(target.choice)) fetch(block, rows, COLX_ARGS_of_choice(target.choice));
     const uint32_t with_room = prefetch(block, rows, COLX_ARGS_of_choice(target.choice));
     const uint32_t done = insert(block, row, rows, COLX_ARGS_of_choice(target.choice),

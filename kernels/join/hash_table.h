@@ -46,8 +46,9 @@ struct BucketForm {
   static constexpr unsigned values_at = next_bucket_at - slots * value_bytes;
   static_assert(keys_at + slots * key_bytes <= values_at && slots <= used_slots_mask);
 
-  // Where a set of slots has the bit of slot i: at i * slot_stride.
-  static constexpr unsigned slot_stride = slots * 2 <= 16 && slots != 4 ? 2 : 1;
+  // Where a set of slots has the bit of slot i: at i * slot_stride. Slots that fit a vector of two
+  // bytes each keep the two bits that a comparison leaves; four lanes have a mask of their own.
+  static constexpr unsigned slot_stride = slots <= 8 && slots != 4 ? 2 : 1;
 
   COLX_INLINE static uint8_t* key_at(uint8_t* bucket, size_t slot) {
     return bucket + keys_at + slot * key_bytes;
@@ -137,16 +138,25 @@ struct BucketFinder {
   COLX_INLINE uint8_t* bucket(uint64_t hash) const { return bucket(hash, partition(hash)); }
 };
 
+// Calls work(finder) with the finder of buckets that a call needs.
+template <class Form, class Work>
+COLX_INLINE auto with_finder(const BucketChoice& choice, Work work) {
+  if (choice.part_mask == 0) return work(BucketFinder<Form, false>(choice));
+  return work(BucketFinder<Form, true>(choice));
+}
+
 // Reads the header of every row's first bucket by plain loads and gives the OR of `fact(header)`.
 // No load waits for another one, so the misses of neighbouring rows overlap.
-template <class Form, bool partitioned, class Rows, class Fact>
+template <class Form, class Rows, class Fact>
 COLX_INLINE uint32_t headers_or(const Rows& of, uint32_t rows, const BucketChoice& choice,
                                 Fact fact) {
-  const BucketFinder<Form, partitioned> finder(choice);
-  decltype(fact(uint8_t{})) all = 0;
+  return with_finder<Form>(
+      choice, [&](const auto& finder) __attribute__((always_inline)) {
+        decltype(fact(uint8_t{})) all = 0;
 #pragma GCC unroll 2
-  for (size_t r = 0; r < rows; ++r) all |= fact(*finder.bucket(of.hash(r)));
-  return all;
+        for (size_t r = 0; r < rows; ++r) all |= fact(*finder.bucket(of.hash(r)));
+        return uint32_t{all};
+      });
 }
 
 // Whether a table may be out of cache, as far as the hash bits above the tag tell.
@@ -159,13 +169,10 @@ COLX_INLINE bool may_be_far(const BucketChoice& choice) {
 // Puts the first buckets of a block on their way.
 template <class Form, class Rows>
 COLX_INLINE void fetch_buckets(const Rows& of, uint32_t rows, const BucketChoice& choice) {
-  const auto fetch = [&](const auto& finder) {
-    for (size_t r = 0; r < rows; ++r) prefetch(finder.bucket(of.hash(r)));
-  };
-  if (choice.part_mask != 0)
-    fetch(BucketFinder<Form, true>(choice));
-  else
-    fetch(BucketFinder<Form, false>(choice));
+  with_finder<Form>(
+      choice, [&](const auto& finder) __attribute__((always_inline)) {
+        for (size_t r = 0; r < rows; ++r) prefetch(finder.bucket(of.hash(r)));
+      });
 }
 
 // Puts the column on its way that the rows from `row` on of the next block take. Behind the last

@@ -59,35 +59,27 @@ COLX_INLINE bool put_in_chain(uint8_t* bucket, typename Form::Key key, typename 
 
 // The prefetch pass's answer stays in force for the whole block, though its own rows may fill a
 // bucket: it only says whether the short way is tried, which alone marks an empty bucket.
-template <class Form, bool partitioned, class Rows, class Values>
-COLX_INLINE uint32_t insert_rows(const Rows& of, const Values& values, uint32_t rows,
-                                 const BucketChoice& choice, OverflowRoom overflow,
-                                 bool all_with_room) {
-  const BucketFinder<Form, partitioned> finder(choice);
-  for (uint32_t r = 0; r < rows; ++r) {
-    const uint64_t hash = of.hash(r);
-    const uint64_t partition = finder.partition(hash);
-    uint8_t* const bucket = finder.bucket(hash, partition);
-    const auto key = static_cast<typename Form::Key>(of.key(r));
-    const auto value = static_cast<typename Form::Value>(values.value(r));
-    const uint8_t header = *bucket;
-    if (all_with_room && (header & used_slots_mask) < Form::slots)
-      put<Form>(bucket, marked_if_empty(header), key, value);
-    else if (!put_in_chain<Form>(bucket, key, value,
-                                 {overflow.cursor + partition, overflow.end + partition}))
-      return r;
-  }
-  return rows;
-}
-
 template <class Form, class Rows, class Values>
 COLX_INLINE uint32_t insert(const Rows& of, const Values& values, uint32_t rows,
                             const BucketChoice& choice, OverflowRoom overflow,
                             uint32_t all_with_room) {
-  const bool tried = all_with_room != 0;
-  if (choice.part_mask == 0)
-    return insert_rows<Form, false>(of, values, rows, choice, overflow, tried);
-  return insert_rows<Form, true>(of, values, rows, choice, overflow, tried);
+  return with_finder<Form>(
+      choice, [&](const auto& finder) __attribute__((always_inline)) {
+        for (uint32_t r = 0; r < rows; ++r) {
+          const uint64_t hash = of.hash(r);
+          const uint64_t partition = finder.partition(hash);
+          uint8_t* const bucket = finder.bucket(hash, partition);
+          const auto key = static_cast<typename Form::Key>(of.key(r));
+          const auto value = static_cast<typename Form::Value>(values.value(r));
+          const uint8_t header = *bucket;
+          if (all_with_room && (header & used_slots_mask) < Form::slots)
+            put<Form>(bucket, marked_if_empty(header), key, value);
+          else if (!put_in_chain<Form>(bucket, key, value,
+                                       {overflow.cursor + partition, overflow.end + partition}))
+            return r;
+        }
+        return rows;
+      });
 }
 
 // The used slots plus what is missing to 16: bit 4 is set in a full bucket.
@@ -97,8 +89,7 @@ COLX_INLINE uint32_t prefetch_rows(const Rows& of, uint32_t rows, const BucketCh
   const auto fullness = [](uint8_t header) {
     return (header & used_slots_mask) + full_bit - Form::slots;
   };
-  const uint32_t any = choice.part_mask != 0 ? headers_or<Form, true>(of, rows, choice, fullness)
-                                             : headers_or<Form, false>(of, rows, choice, fullness);
+  const uint32_t any = headers_or<Form>(of, rows, choice, fullness);
   return (any & full_bit) == 0;
 }
 

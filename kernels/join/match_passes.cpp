@@ -5,6 +5,9 @@
 // of a row without a branch: which rows hit is beyond prediction. That a row has more records, or
 // has to look into a second bucket, is seldom in most joins. A group whose records might not fit
 // their place or do not fit the output is searched again row by row, straight into the output.
+#include <algorithm>
+#include <cstring>
+
 #include "kernels/join/table_passes.h"
 
 namespace colx {
@@ -138,29 +141,33 @@ COLX_INLINE void prefetch_chains(const Finder& finder, const Rows& of, uint32_t 
   }
 }
 
-template <class Form, bool partitioned, bool chains, class Rows, class Values>
-COLX_INLINE uint32_t match_rows(Output output, const Rows& of, const Values& values, uint32_t rows,
-                                uint32_t* stop_row, const BucketChoice& choice) {
-  const BucketFinder<Form, partitioned> finder(choice);
+// Gathers a group and puts it out; false, with nothing put out, if that cannot be.
+template <class Form, bool chains, class Finder, class Rows, class Values>
+COLX_INLINE bool put_group(Output& output, GroupRecords& group, const Finder& finder,
+                           const Rows& of, const Values& values, size_t first, size_t end) {
+  const uint8_t* const to = gather_group<Form, chains>(group, finder, of, values, first, end);
+  if (to == nullptr) return false;
+  const auto bytes = static_cast<size_t>(to - group.records);
+  if (bytes > static_cast<size_t>(output.end - output.next)) return false;
+  if (bytes != 0) std::memcpy(output.next, group.records, bytes);
+  output.next += bytes;
+  return true;
+}
+
+// After a group that could not be gathered the others are not tried: its like will follow.
+template <class Form, bool chains, class Finder, class Rows, class Values>
+COLX_INLINE uint32_t match_rows(Output output, const Finder& finder, const Rows& of,
+                                const Values& values, uint32_t rows, uint32_t* stop_row) {
   const uint8_t* const out = output.next;
-  if (chains && may_be_far<Form>(choice)) prefetch_chains(finder, of, rows);
   GroupRecords group;
-  bool gather = true;
+  bool gathers = true;
   uint32_t first = 0;
   for (uint32_t end; first < rows; first = end) {
     end = std::min(rows, first + group_rows);
     of.fetch_next(first, group_rows);
     values.fetch_next(first, group_rows);
-    if (gather) {
-      const uint8_t* const to = gather_group<Form, chains>(group, finder, of, values, first, end);
-      const auto bytes = static_cast<size_t>(to - group.records);
-      gather = to != nullptr && bytes <= static_cast<size_t>(output.end - output.next);
-      if (gather) {
-        std::memcpy(output.next, group.records, bytes);
-        output.next += bytes;
-        continue;
-      }
-    }
+    gathers = gathers && put_group<Form, chains>(output, group, finder, of, values, first, end);
+    if (gathers) continue;
     for (uint32_t r = first; r < end; ++r) {
       const uint8_t* const finished = output.next;
       const auto key = static_cast<typename Form::Key>(of.key(r));
@@ -174,30 +181,24 @@ COLX_INLINE uint32_t match_rows(Output output, const Rows& of, const Values& val
   return static_cast<uint32_t>((output.next - out) / record_bytes);
 }
 
-template <class Form, bool chains, class Rows, class Values>
-COLX_INLINE uint32_t match_in(const Output& output, const Rows& of, const Values& values,
-                              uint32_t rows, uint32_t* stop_row, const BucketChoice& choice) {
-  if (choice.part_mask == 0)
-    return match_rows<Form, false, chains>(output, of, values, rows, stop_row, choice);
-  return match_rows<Form, true, chains>(output, of, values, rows, stop_row, choice);
-}
-
 template <class Form, class Rows, class Values>
 COLX_INLINE uint32_t match(const Output& output, const Rows& of, const Values& values,
                            uint32_t rows, uint32_t* stop_row, const BucketChoice& choice,
                            uint32_t none_chained) {
-  if (none_chained) return match_in<Form, false>(output, of, values, rows, stop_row, choice);
-  return match_in<Form, true>(output, of, values, rows, stop_row, choice);
+  return with_finder<Form>(
+      choice, [&](const auto& finder) __attribute__((always_inline)) {
+        if (none_chained)
+          return match_rows<Form, false>(output, finder, of, values, rows, stop_row);
+        if (may_be_far<Form>(choice)) prefetch_chains(finder, of, rows);
+        return match_rows<Form, true>(output, finder, of, values, rows, stop_row);
+      });
 }
 
 template <class Form>
 COLX_INLINE uint32_t prefetch_rows(const uint64_t* hashes, uint32_t rows,
                                    const BucketChoice& choice) {
   const auto header = [](uint8_t header) { return header; };
-  const HashRows of = {hashes};
-  const uint32_t any = choice.part_mask == 0 ? headers_or<Form, false>(of, rows, choice, header)
-                                             : headers_or<Form, true>(of, rows, choice, header);
-  return (any & chained_mark) == 0;
+  return (headers_or<Form>(HashRows{hashes}, rows, choice, header) & chained_mark) == 0;
 }
 
 }  // namespace
