@@ -22,8 +22,10 @@ Result<CodeSet> CodeSet::bind(const Library& library, const StoredColumn& column
   set.kernel_ = *kernel;
   set.kernel_name_ = library.kernel_name(COLX_OPC_SET, key);
   set.slot_ = colx_column_index(COLX_OPC_SET, key);
-  // Whole words, and at least one: kernels of narrow codes read it whatever the codes are.
-  set.codes_ = RowBits(std::max<uint64_t>(codes.size(), 64));
+  // A bit for every code of the width, in whole words: kernels of narrow codes read all of them,
+  // whatever the codes are. Those of wide ones look up the codes that occur.
+  const uint32_t width_bits = std::min(column.format.width_bits, 20u);
+  set.codes_ = RowBits(std::max(codes.size(), uint64_t{1} << width_bits));
   std::ranges::copy(codes.words(), set.codes_.words().begin());
   return set;
 }

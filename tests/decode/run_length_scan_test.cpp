@@ -156,9 +156,11 @@ TEST(RunLengthScan, FindsTheRowsOfEveryPredicate) {
 TEST(RunLengthScan, FindsTheRowsOfASet) {
   for_each_column([](RunColumn& column) {
     for (const uint64_t wanted : {0x00, 0x01, 0x12, 0x55, 0xFE, 0xFF}) {
-      uint64_t table = wanted;
+      // A bit for every code; of wide ones only those that occur are looked up.
+      Words table(words_of(uint64_t{1} << std::min(column.width_bits(), 16u)));
+      table[0] = wanted;
       colx_cv codes = {};
-      codes.colx_cv_bits = &table;
+      codes.colx_cv_bits = table.data();
       RowResult result(column);
       const auto kernel = reinterpret_cast<colx_binary_fn>(set_kernel(column.width_bits()).kernel);
       const uint32_t status = kernel(&result.res, &column.src, &codes, &column.kctx);
