@@ -15,8 +15,8 @@ using oracle::NumberForm;
 
 constexpr uint32_t dsb_widths[] = {8, 16, 32, 64};
 
-ConvertBatch numbers_batch(uint32_t type, const std::vector<uint64_t>& numbers) {
-  ConvertBatch batch;
+NumberBatch numbers_batch(uint32_t type, const std::vector<uint64_t>& numbers) {
+  NumberBatch batch;
   batch.column.stored = oracle::stored_rows(numbers, type == 1 ? 4 : 8, NumberForm::canonical);
   batch.column.rows = static_cast<uint32_t>(numbers.size());
   batch.column.type = type;
@@ -24,15 +24,15 @@ ConvertBatch numbers_batch(uint32_t type, const std::vector<uint64_t>& numbers) 
   return batch;
 }
 
-ConvertBatch sum_batch(uint32_t type, const std::vector<uint64_t>& numbers, uint64_t element) {
-  ConvertBatch batch = numbers_batch(type, numbers);
+NumberBatch sum_batch(uint32_t type, const std::vector<uint64_t>& numbers, uint64_t element) {
+  NumberBatch batch = numbers_batch(type, numbers);
   batch.kctx_flags = COLX_KCTX_SUM;
   batch.element = element;
   return batch;
 }
 
-ConvertBatch dsb_batch(uint32_t width_bits, const Bytes& stored, uint64_t element) {
-  ConvertBatch batch;
+NumberBatch dsb_batch(uint32_t width_bits, const Bytes& stored, uint64_t element) {
+  NumberBatch batch;
   batch.column.stored = stored;
   batch.column.rows = static_cast<uint32_t>(stored.size() * 8 / width_bits);
   batch.column.type = 8;
@@ -65,7 +65,7 @@ TEST(Convert, EveryRowCountInBothModes) {
     Random random(type);
     for (const uint32_t rows : counts_around(type == 1 ? 4 : 2)) {
       for (const uint32_t kctx_flags : {0u, 0x80u}) {
-        ConvertBatch batch =
+        NumberBatch batch =
             numbers_batch(type, random_numbers(NumberMix::ordinary, 4 * type, rows, random));
         batch.kctx_flags = kctx_flags;
         batch.element = random_number(NumberMix::ordinary, 4 * type, random);
@@ -85,7 +85,7 @@ TEST(Convert, NumbersOfEverySortInBothModes) {
     for (const NumberMix mix : all_mixes) {
       for (int attempt = 0; attempt < 100; ++attempt) {
         const auto rows = static_cast<size_t>(random.below(40));
-        ConvertBatch batch = numbers_batch(type, random_numbers(mix, 4 * type, rows, random));
+        NumberBatch batch = numbers_batch(type, random_numbers(mix, 4 * type, rows, random));
         batch.kctx_flags = random.one_in(2) ? 0 : COLX_KCTX_SUM;
         batch.element = random_number(mix, 4 * type, random);
         ASSERT_EQ(convert_difference(batch), "");
@@ -133,7 +133,7 @@ TEST(Convert, EveryUpperHalfOfACanonicalNumber) {
 
 TEST(Convert, StoredBytesOfTheForm) {
   const auto converted = [](uint32_t type, const Bytes& stored) {
-    ConvertBatch batch;
+    NumberBatch batch;
     batch.column = {.stored = stored, .rows = 1, .type = type};
     return run_convert(batch).elements.at(0);
   };
@@ -146,7 +146,7 @@ TEST(Convert, StoredBytesOfTheForm) {
 
 TEST(Convert, NoRowsStoreNothing) {
   for (const uint32_t type : {1u, 2u}) {
-    ConvertBatch batch = numbers_batch(type, {});
+    NumberBatch batch = numbers_batch(type, {});
     EXPECT_EQ(run_convert(batch).status, COLX_DONE);
     EXPECT_EQ(convert_difference(batch), "");
     batch.with_kctx = false;
@@ -232,7 +232,7 @@ TEST(ConvertSum, DsbAtEveryWidthAndRowCount) {
   for (const uint32_t width_bits : dsb_widths) {
     Random random(width_bits);
     for (const uint32_t rows : counts_around(16)) {
-      ConvertBatch batch =
+      NumberBatch batch =
           dsb_batch(width_bits, random.bytes(size_t{rows} * width_bits / 8), random.next());
       for (const uint32_t flags : {0, int{COLX_NATIVE}}) {
         batch.column.flags = flags;
@@ -255,7 +255,7 @@ TEST(ConvertSum, DsbIsBigEndianAndSigned) {
 
 TEST(ConvertSum, AnotherDsbWidthReadsNoRowAndAdds0) {
   for (const uint32_t width_bits : {0u, 1u, 7u, 9u, 24u, 31u, 33u, 40u, 48u, 63u, 65u, 128u}) {
-    ConvertBatch batch = dsb_batch(8, {}, 0x1234567890);
+    NumberBatch batch = dsb_batch(8, {}, 0x1234567890);
     batch.column.rows = 3;
     batch.column.width_bits = width_bits;
     EXPECT_EQ(convert_difference(batch), "");
@@ -264,7 +264,7 @@ TEST(ConvertSum, AnotherDsbWidthReadsNoRowAndAdds0) {
 }
 
 TEST(Convert, Type3IsFloat) {
-  ConvertBatch batch = numbers_batch(1, {bits_of(1.5f), bits_of(-2.5f)});
+  NumberBatch batch = numbers_batch(1, {bits_of(1.5f), bits_of(-2.5f)});
   batch.column.type = 3;
   EXPECT_EQ(run_convert(batch).elements, (std::vector{bits_of(1.5f), bits_of(-2.5f)}));
 }
@@ -276,7 +276,7 @@ TEST(Convert, TheTypeBitsAreTestedInTheOrder1And2And8) {
       for (const uint32_t flags : {0, int{COLX_NATIVE}}) {
         for (const uint32_t kctx_flags : {0u, 0x80u}) {
           if ((type & 11) == 8 && flags == 0 && kctx_flags == 0) continue;
-          ConvertBatch batch;
+          NumberBatch batch;
           batch.column = {.stored = Bytes(24, 0xBF),
                           .rows = 3,
                           .flags = flags,
@@ -294,7 +294,7 @@ TEST(Convert, TheTypeBitsAreTestedInTheOrder1And2And8) {
 TEST(Convert, AnUnknownKindIsRefusedInBothModes) {
   for (const uint32_t type : {0u, 4u, 16u, 0xF4u, 0x100u}) {
     for (const uint32_t kctx_flags : {0u, 0x80u}) {
-      ConvertBatch batch;
+      NumberBatch batch;
       batch.column = {.rows = 3, .type = type, .width_bits = 32};
       batch.kctx_flags = kctx_flags;
       EXPECT_EQ(run_convert(batch).status, COLX_BAD_INPUT) << type;
@@ -306,7 +306,7 @@ TEST(Convert, AnUnknownKindIsRefusedInBothModes) {
 TEST(Convert, NativeNumbersAreRefusedOutsideSummingModeBeforeTheKindIsLookedAt) {
   for (const uint32_t type : {1u, 2u, 8u, 4u}) {
     for (const bool with_kctx : {false, true}) {
-      ConvertBatch batch;
+      NumberBatch batch;
       batch.column = {.rows = 3, .flags = COLX_NATIVE, .type = type, .width_bits = 32};
       batch.with_kctx = with_kctx;
       batch.kctx_flags = ~uint32_t{COLX_KCTX_SUM};
@@ -317,7 +317,7 @@ TEST(Convert, NativeNumbersAreRefusedOutsideSummingModeBeforeTheKindIsLookedAt) 
 }
 
 TEST(ConvertSum, RowsOfANativeColumnAreReadAsCanonicalOnes) {
-  ConvertBatch batch = sum_batch(2, {bits_of(1.25), bits_of(-4.0), bits_of(0.5)}, bits_of(1.0));
+  NumberBatch batch = sum_batch(2, {bits_of(1.25), bits_of(-4.0), bits_of(0.5)}, bits_of(1.0));
   batch.column.flags = COLX_NATIVE;
   EXPECT_EQ(run_convert(batch).elements, std::vector{bits_of(-1.25)});
   batch = sum_batch(1, {bits_of(1.25f)}, 0);
@@ -326,9 +326,9 @@ TEST(ConvertSum, RowsOfANativeColumnAreReadAsCanonicalOnes) {
 }
 
 TEST(Convert, OnlyBit0x80AsksForASum) {
-  const ConvertBatch plain = numbers_batch(1, {bits_of(2.0f), bits_of(3.0f)});
+  const NumberBatch plain = numbers_batch(1, {bits_of(2.0f), bits_of(3.0f)});
   for (unsigned bit = 0; bit < 32; ++bit) {
-    ConvertBatch batch = plain;
+    NumberBatch batch = plain;
     batch.kctx_flags = uint32_t{1} << bit;
     EXPECT_EQ(run_convert(batch).elements.size(), bit == 7 ? 1u : 2u);
     EXPECT_EQ(convert_difference(batch), "") << bit;
@@ -339,7 +339,7 @@ TEST(Convert, OnlyBit0x80AsksForASum) {
 
 TEST(Convert, AllOtherFlagsAndTheWidthOfNumbersHaveNoEffect) {
   for (const uint32_t kctx_flags : {0u, 0x80u}) {
-    ConvertBatch batch = numbers_batch(1, {bits_of(2.0f), bits_of(3.0f), 0, 0, 1});
+    NumberBatch batch = numbers_batch(1, {bits_of(2.0f), bits_of(3.0f), 0, 0, 1});
     batch.kctx_flags = kctx_flags;
     batch.column.flags = ~uint32_t{COLX_NATIVE};
     batch.column.width_bits = 7;
@@ -352,7 +352,7 @@ TEST(Convert, RowsAndResultsMayLieAtAnyAddress) {
     Random random(type);
     for (size_t shift = 0; shift < 16; ++shift) {
       for (const uint32_t kctx_flags : {0u, 0x80u}) {
-        ConvertBatch batch =
+        NumberBatch batch =
             numbers_batch(type, random_numbers(NumberMix::ordinary, 4 * type, 27, random));
         batch.kctx_flags = kctx_flags;
         batch.column.slack_bytes = shift;

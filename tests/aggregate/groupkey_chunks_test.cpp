@@ -21,7 +21,7 @@ Numbers numbers_up_to(uint32_t rows) {
 }
 
 // A plain column, one with short runs and one with runs longer than most chunks.
-std::vector<KeyColumn> mixed_columns(uint32_t rows, Random& random) {
+std::vector<GroupedColumn> mixed_columns(uint32_t rows, Random& random) {
   return {random_key_column(11, rows, random), random_run_column(5, rows, 4, random),
           random_run_column(900, rows, 300, random)};
 }
@@ -41,7 +41,7 @@ TEST(GroupkeyChunks, EveryScratchDeliversWhatOneChunkDelivers) {
 TEST(GroupkeyChunks, TheOrderOfPlainAndRunLengthColumnsDoesNotMatter) {
   Random random(2);
   for (int order = 0; order < 8; ++order) {
-    std::vector<KeyColumn> columns;
+    std::vector<GroupedColumn> columns;
     for (int c = 0; c < 3; ++c) {
       columns.push_back((order >> c & 1) != 0 ? random_run_column(9, 200, 30, random)
                                               : random_key_column(9, 200, random));
@@ -55,7 +55,7 @@ TEST(GroupkeyChunks, TheOrderOfPlainAndRunLengthColumnsDoesNotMatter) {
 }
 
 TEST(GroupkeyChunks, ARunGoesOnInTheNextChunk) {
-  KeyColumn runs = key_column(4, {3, 1, 2});
+  GroupedColumn runs = key_column(4, {3, 1, 2});
   runs.lengths = Numbers{7, 1, 4};
   runs.rows = 12;
   GroupKeyBatch batch = group_key_batch({runs, key_column(16, numbers_up_to(12))});
@@ -108,7 +108,7 @@ TEST(GroupkeyChunks, TheCallersRecordIsNeverWritten) {
 // --- chosen rows
 
 TEST(GroupkeyRows, KeysOfSelectedRowsInTheirOrder) {
-  const KeyColumn rows = key_column(128, numbers_up_to(100));
+  const GroupedColumn rows = key_column(128, numbers_up_to(100));
   for (const uint32_t way : both_ways) {
     GroupKeyBatch batch = group_key_batch({rows, key_column(2, Numbers(100, 1))}, way);
     batch.selection = Words{1 << 3 | 1 << 5 | 1ull << 63, 1 << 20};
@@ -235,16 +235,16 @@ TEST(GroupkeyRows, TheNextChunkBeginsBehindTheRowThatTheLastColumnCameTo) {
 
 // --- more than 32 columns
 
-std::vector<KeyColumn> columns_of_one_value(size_t count, uint32_t rows) {
-  KeyColumn column = key_column(1, Numbers(rows, 0));
+std::vector<GroupedColumn> columns_of_one_value(size_t count, uint32_t rows) {
+  GroupedColumn column = key_column(1, Numbers(rows, 0));
   column.shift = 0;
-  return std::vector<KeyColumn>(count, column);
+  return std::vector<GroupedColumn>(count, column);
 }
 
 TEST(GroupkeyManyColumns, FortyPlainColumnsInChunks) {
   Random random(13);
   for (const uint32_t form : both_forms) {
-    std::vector<KeyColumn> columns = columns_of_one_value(40, 100);
+    std::vector<GroupedColumn> columns = columns_of_one_value(40, 100);
     for (const size_t c : {0u, 15u, 31u, 32u, 33u, 39u}) {
       columns[c] = random_key_column(9, 100, random);
     }
@@ -266,12 +266,12 @@ TEST(GroupkeyManyColumns, FortyPlainColumnsInChunks) {
 
 TEST(GroupkeyManyColumns, TheFirst32RunLengthColumnsEachKeepTheirPlace) {
   Random random(14);
-  std::vector<KeyColumn> columns;
+  std::vector<GroupedColumn> columns;
   for (int c = 0; c < 32; ++c) columns.push_back(random_run_column(1, 120, 1 + c, random));
   columns[0] = random_run_column(30, 120, 11, random);
   columns[17] = random_run_column(20, 120, 3, random);
   columns[31] = random_run_column(50, 120, 7, random);
-  for (KeyColumn& column : columns) {
+  for (GroupedColumn& column : columns) {
     if (column.symbols == 1) column.shift = 0;
   }
   GroupKeyBatch batch = group_key_batch(columns);
@@ -285,7 +285,7 @@ TEST(GroupkeyManyColumns, TheFirst32RunLengthColumnsEachKeepTheirPlace) {
 
 // Two columns beyond the 32nd with runs of 2 and of 5 rows, and more runs than they need.
 GroupKeyBatch two_columns_beyond_the_32nd() {
-  std::vector<KeyColumn> columns = columns_of_one_value(34, 20);
+  std::vector<GroupedColumn> columns = columns_of_one_value(34, 20);
   for (const size_t c : {32u, 33u}) {
     columns[c] = key_column(16, numbers_up_to(16));
     columns[c].rows = 20;
@@ -337,7 +337,7 @@ TEST(GroupkeyManyColumns, BeyondThe32ndTheFirstChunkTakesTheCallersState) {
 
 GroupKeyBatch random_group_keys(Random& random) {
   const auto rows = static_cast<uint32_t>(1 + random.below(400));
-  std::vector<KeyColumn> columns;
+  std::vector<GroupedColumn> columns;
   for (size_t count = 1 + random.below(5); columns.size() < count;) {
     const auto symbols = static_cast<uint32_t>(1 + random.bits(1 + unsigned(random.below(9))));
     columns.push_back(random.one_in(2) ? random_key_column(symbols, rows, random)

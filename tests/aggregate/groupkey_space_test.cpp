@@ -15,7 +15,7 @@ struct Size {
 };
 
 GroupKeyBatch batch_of(const std::vector<Size>& sizes, uint32_t form) {
-  std::vector<KeyColumn> columns;
+  std::vector<GroupedColumn> columns;
   for (const Size& size : sizes) {
     columns.push_back(key_column(1, {0}));
     columns.back().symbols = size.symbols;

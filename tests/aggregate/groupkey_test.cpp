@@ -11,7 +11,7 @@ namespace {
 constexpr uint32_t both_forms[] = {0, COLX_KCTX_MULTIPLY_KEYS};
 
 // Columns of 3 and 5 values whose codes have 2 and 3 bits.
-std::vector<KeyColumn> columns_of_3_and_5() {
+std::vector<GroupedColumn> columns_of_3_and_5() {
   return {key_column(3, {0, 1, 2, 2, 0, 1}), key_column(5, {4, 0, 4, 3, 1, 2})};
 }
 
@@ -25,7 +25,7 @@ TEST(Groupkey, TwoColumnsMultiplied) {
 }
 
 TEST(Groupkey, TwoColumnsShifted) {
-  const std::vector<KeyColumn> columns = columns_of_3_and_5();
+  const std::vector<GroupedColumn> columns = columns_of_3_and_5();
   EXPECT_EQ(columns[0].shift, 2u);
   EXPECT_EQ(columns[1].shift, 3u);
   const GroupKeyRun run = run_group_keys(group_key_batch(columns));
@@ -36,8 +36,8 @@ TEST(Groupkey, TwoColumnsShifted) {
 }
 
 TEST(Groupkey, TheLastColumnLiesInTheLowestPart) {
-  const std::vector<KeyColumn> columns = {key_column(4, {3}), key_column(8, {5}),
-                                          key_column(16, {9})};
+  const std::vector<GroupedColumn> columns = {key_column(4, {3}), key_column(8, {5}),
+                                              key_column(16, {9})};
   EXPECT_EQ(run_group_keys(group_key_batch(columns)).keys, Numbers{3 << 7 | 5 << 4 | 9});
   EXPECT_EQ(run_group_keys(group_key_batch(columns, COLX_KCTX_MULTIPLY_KEYS)).keys,
             Numbers{(3 * 8 + 5) * 16 + 9});
@@ -47,7 +47,7 @@ TEST(Groupkey, TheLastColumnLiesInTheLowestPart) {
 TEST(Groupkey, OneColumnGivesItsCodesAndItsNumberOfSymbolsInBothForms) {
   for (const unsigned width : unpack_widths) {
     Random random(width);
-    KeyColumn column;
+    GroupedColumn column;
     column.code_bits = width;
     column.shift = 17;
     column.symbols = width == 32 ? 0xFFFFFFFF : uint32_t{1} << width;
@@ -80,8 +80,8 @@ TEST(Groupkey, ColumnsOfAllWidthsBesideEachOther) {
     for (const uint32_t form : both_forms) {
       const uint32_t symbols = width == 32 ? 0xFFFFFFFF : (uint32_t{1} << width);
       const uint32_t other = width >= 20 ? 1 : width >= 16 ? 12 : 200;
-      KeyColumn wide = random_key_column(symbols, 500, random);
-      KeyColumn narrow = random_key_column(other, 500, random);
+      GroupedColumn wide = random_key_column(symbols, 500, random);
+      GroupedColumn narrow = random_key_column(other, 500, random);
       EXPECT_EQ(group_key_difference(group_key_batch({wide, narrow}, form)), "");
       EXPECT_EQ(group_key_difference(group_key_batch({narrow, wide}, form)), "");
     }
@@ -92,7 +92,7 @@ TEST(Groupkey, EveryNumberOfColumnsAndRowsAtBothEdgesOfAPage) {
   Random random(2);
   for (size_t count = 1; count <= 8; ++count) {
     for (uint32_t rows = 0; rows <= 70; rows += 1 + rows / 20) {
-      std::vector<KeyColumn> columns;
+      std::vector<GroupedColumn> columns;
       for (size_t c = 0; c < count; ++c) {
         const auto symbols = 2 + static_cast<uint32_t>(random.below(13));
         columns.push_back(random.one_in(3) ? random_run_column(symbols, rows, 9, random)
@@ -115,8 +115,8 @@ TEST(Groupkey, EveryNumberOfColumnsAndRowsAtBothEdgesOfAPage) {
 
 TEST(Groupkey, KeysWrapIn32BitsWhenCodesAreNotBelowTheirNumberOfSymbols) {
   for (const uint32_t form : both_forms) {
-    KeyColumn first = key_column(2, {0x12345678, 0xFFFFFFFF, 3});
-    KeyColumn second = key_column(300, {5, 299, 0});
+    GroupedColumn first = key_column(2, {0x12345678, 0xFFFFFFFF, 3});
+    GroupedColumn second = key_column(300, {5, 299, 0});
     first.code_bits = 32;
     const GroupKeyBatch batch = group_key_batch({first, second}, form);
     const uint32_t factor = form == 0 ? 512 : 300;
@@ -128,9 +128,9 @@ TEST(Groupkey, KeysWrapIn32BitsWhenCodesAreNotBelowTheirNumberOfSymbols) {
 
 // With one value in column 0 a second column of 32 bits has room.
 TEST(Groupkey, AShiftOf32IsTakenModulo32) {
-  KeyColumn first = key_column(1, {0, 7});
+  GroupedColumn first = key_column(1, {0, 7});
   first.code_bits = 3;
-  KeyColumn second = key_column(0xFFFFFFFF, {9, 100});
+  GroupedColumn second = key_column(0xFFFFFFFF, {9, 100});
   EXPECT_EQ(second.shift, 32u);
   const GroupKeyRun run = run_group_keys(group_key_batch({first, second}));
   EXPECT_EQ(run.key_space, 0xFFFFFFFFu);
@@ -138,8 +138,8 @@ TEST(Groupkey, AShiftOf32IsTakenModulo32) {
 }
 
 TEST(Groupkey, TheShiftIsTheWidthInTheRecordAndTheFactorTheNumberOfSymbols) {
-  KeyColumn first = key_column(4, {1, 2, 3});
-  KeyColumn second = key_column(5, {4, 0, 2});
+  GroupedColumn first = key_column(4, {1, 2, 3});
+  GroupedColumn second = key_column(5, {4, 0, 2});
   second.code_bits = 8;
   second.shift = 10;
   EXPECT_EQ(run_group_keys(group_key_batch({first, second})).keys, (Numbers{1028, 2048, 3074}));
@@ -240,7 +240,7 @@ TEST(Groupkey, CalledAgainBehindTheKeysItDeliversWhatOneCallDelivers) {
 TEST(Groupkey, TwelveBytesAColumnAreAllocatedAndReleased) {
   Random random(4);
   for (const size_t count : {1u, 2u, 3u, 32u, 33u, 40u}) {
-    std::vector<KeyColumn> columns(count, key_column(1, Numbers(10, 0)));
+    std::vector<GroupedColumn> columns(count, key_column(1, Numbers(10, 0)));
     run_group_keys(group_key_batch(columns));
     const RecordingHost& host = group_key_stage().host;
     ASSERT_EQ(host.scratch_allocations.size(), 1u);

@@ -222,7 +222,7 @@ uint32_t convert_changes_the_kctx(colx_cv* res, colx_cv* src, colx_kctx* kctx) {
 }
 
 TEST(ConvertStage, NoticesKernelsWithOneMistake) {
-  ConvertBatch batch;
+  NumberBatch batch;
   batch.column.stored = oracle::stored_rows(special_numbers(4), 4, NumberForm::canonical);
   batch.column.rows = static_cast<uint32_t>(special_numbers(4).size());
   batch.column.type = COLX_TYPE_FLOAT;

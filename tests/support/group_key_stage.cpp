@@ -42,14 +42,14 @@ unsigned code_bits_for(uint32_t symbols) {
   return bits <= 20 ? bits : bits <= 24 ? 24 : 32;
 }
 
-std::string decoder_name(const KeyColumn& column) {
+std::string decoder_name(const GroupedColumn& column) {
   return "colx_decode_unpack_dict_" + std::to_string(column.code_bits) + "bit";
 }
 
 }  // namespace
 
-KeyColumn key_column(uint32_t symbols, Numbers codes) {
-  KeyColumn column;
+GroupedColumn key_column(uint32_t symbols, Numbers codes) {
+  GroupedColumn column;
   column.symbols = symbols;
   column.code_bits = column.shift = code_bits_for(symbols);
   column.rows = static_cast<uint32_t>(codes.size());
@@ -57,25 +57,25 @@ KeyColumn key_column(uint32_t symbols, Numbers codes) {
   return column;
 }
 
-KeyColumn random_key_column(uint32_t symbols, uint32_t rows, Random& random) {
+GroupedColumn random_key_column(uint32_t symbols, uint32_t rows, Random& random) {
   Numbers codes(rows);
   for (uint32_t& code : codes) code = static_cast<uint32_t>(random.below(symbols));
   return key_column(symbols, std::move(codes));
 }
 
-KeyColumn random_run_column(uint32_t symbols, uint32_t rows, uint32_t longest, Random& random) {
+GroupedColumn random_run_column(uint32_t symbols, uint32_t rows, uint32_t longest, Random& random) {
   Numbers lengths;
   for (uint32_t done = 0; done < rows; done += lengths.back()) {
     lengths.push_back(std::min(1 + static_cast<uint32_t>(random.below(longest)), rows - done));
   }
-  KeyColumn column = random_key_column(symbols, static_cast<uint32_t>(lengths.size()), random);
+  GroupedColumn column = random_key_column(symbols, static_cast<uint32_t>(lengths.size()), random);
   column.rows = rows;
   column.lengths = std::move(lengths);
   column.length_bits = longest > 255 || random.one_in(2) ? 16 : 8;
   return column;
 }
 
-GroupKeyBatch group_key_batch(std::vector<KeyColumn> columns, uint32_t kctx_flags) {
+GroupKeyBatch group_key_batch(std::vector<GroupedColumn> columns, uint32_t kctx_flags) {
   GroupKeyBatch batch;
   batch.room = batch.scratch_rows = columns[0].rows;
   batch.columns = std::move(columns);
@@ -93,7 +93,7 @@ std::string describe(const GroupKeyBatch& batch) {
     text += (batch.kctx_flags & COLX_KCTX_SELECTIVE) != 0 ? ", walked" : ", selected";
   }
   if (batch.list) text += ", list of " + std::to_string(batch.list->size());
-  for (const KeyColumn& column : batch.columns) {
+  for (const GroupedColumn& column : batch.columns) {
     text += (column.lengths ? ", r" : ", w") + std::to_string(column.code_bits);
   }
   return text;
@@ -105,7 +105,7 @@ GroupKeyStage& group_key_stage() {
 }
 
 void GroupKeyStage::place_column(size_t number) {
-  const KeyColumn& column = batch_.columns[number];
+  const GroupedColumn& column = batch_.columns[number];
   Column& placed = columns_[number];
   colx_enc_ctx& encoding = placed.encoding;
   make_dirty(encoding);
@@ -140,7 +140,7 @@ void GroupKeyStage::place_row_choice() {
   if (batch_.selection) {
     Words readable = *batch_.selection;
     uint32_t rows = 0;
-    for (const KeyColumn& column : batch_.columns) rows = std::max(rows, column.rows);
+    for (const GroupedColumn& column : batch_.columns) rows = std::max(rows, column.rows);
     readable.resize(std::max(words_of(rows), 1u));
     kctx.colx_kctx_selection = place_array(selection_pages_, readable, batch_.edge);
   }
@@ -222,7 +222,7 @@ std::string GroupKeyStage::keys_difference(const oracle::GroupKeyOutcome& expect
 
 std::string GroupKeyStage::host_difference(bool refused, bool decoded) const {
   std::vector<std::string> order;
-  const KeyColumn* compressed = nullptr;
+  const GroupedColumn* compressed = nullptr;
   size_t which = 0;
   for (size_t c = 0; c < batch_.columns.size(); ++c) {
     if (batch_.columns[c].store != Store::compressed || !decoded) continue;

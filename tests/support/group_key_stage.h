@@ -17,7 +17,7 @@ namespace colx::test {
 
 using Numbers = std::vector<uint32_t>;
 
-struct KeyColumn {
+struct GroupedColumn {
   unsigned code_bits = 8;
   Numbers codes;  // one a row; one a run of a run-length column
   uint32_t rows = 0;
@@ -32,14 +32,14 @@ struct KeyColumn {
 
 // A column of these codes, each below `symbols`, in as many bits as the largest of them may need;
 // the same bits are its shift.
-KeyColumn key_column(uint32_t symbols, Numbers codes);
+GroupedColumn key_column(uint32_t symbols, Numbers codes);
 
 // Random codes below `symbols`; the same in runs of 1 to `longest` rows.
-KeyColumn random_key_column(uint32_t symbols, uint32_t rows, Random& random);
-KeyColumn random_run_column(uint32_t symbols, uint32_t rows, uint32_t longest, Random& random);
+GroupedColumn random_key_column(uint32_t symbols, uint32_t rows, Random& random);
+GroupedColumn random_run_column(uint32_t symbols, uint32_t rows, uint32_t longest, Random& random);
 
 struct GroupKeyBatch {
-  std::vector<KeyColumn> columns;
+  std::vector<GroupedColumn> columns;
   uint32_t room = 0;
   uint32_t scratch_rows = 0;
   uint32_t position = 0;
@@ -53,7 +53,7 @@ struct GroupKeyBatch {
 };
 
 // Room and scratch for all rows of the first column.
-GroupKeyBatch group_key_batch(std::vector<KeyColumn> columns, uint32_t kctx_flags = 0);
+GroupKeyBatch group_key_batch(std::vector<GroupedColumn> columns, uint32_t kctx_flags = 0);
 
 std::string describe(const GroupKeyBatch& batch);
 

@@ -75,7 +75,7 @@ std::string group_sum_difference(const GroupSumBatch& batch, colx_gby_sum_call* 
   return first_difference(head, run, due.status, due.elements, due.element_bytes);
 }
 
-NumberRun run_convert(const ConvertBatch& batch, colx_three_call* convert,
+NumberRun run_convert(const NumberBatch& batch, colx_three_call* convert,
                       oracle::ConvertOutcome* due) {
   static GuardedPages nowhere;
   static StagedNumbers stage;
@@ -113,7 +113,7 @@ NumberRun run_convert(const ConvertBatch& batch, colx_three_call* convert,
   return run;
 }
 
-std::string convert_difference(const ConvertBatch& batch, colx_three_call* convert) {
+std::string convert_difference(const NumberBatch& batch, colx_three_call* convert) {
   oracle::ConvertOutcome due;
   const NumberRun run = run_convert(batch, convert, &due);
   const std::string head = "conversion, " + describe(batch.column) +

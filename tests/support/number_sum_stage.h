@@ -36,7 +36,7 @@ NumberRun run_group_sum(const GroupSumBatch& batch, colx_gby_sum_call* sum = col
 std::string group_sum_difference(const GroupSumBatch& batch,
                                  colx_gby_sum_call* sum = colx_gby_sum_dydi);
 
-struct ConvertBatch {
+struct NumberBatch {
   NumberColumn column;
   bool with_kctx = true;
   uint32_t kctx_flags = 0;
@@ -45,11 +45,11 @@ struct ConvertBatch {
   size_t shift = 0;
 };
 
-NumberRun run_convert(const ConvertBatch& batch, colx_three_call* convert = colx_convert_dydi,
+NumberRun run_convert(const NumberBatch& batch, colx_three_call* convert = colx_convert_dydi,
                       oracle::ConvertOutcome* due = nullptr);
 
 // The same for a call that does not assert.
-std::string convert_difference(const ConvertBatch& batch,
+std::string convert_difference(const NumberBatch& batch,
                                colx_three_call* convert = colx_convert_dydi);
 
 }  // namespace colx::test

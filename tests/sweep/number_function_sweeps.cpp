@@ -63,7 +63,7 @@ std::string group_sums_difference(uint64_t seed) {
 std::string conversion_difference(uint64_t seed) {
   Random random(seed);
   const uint32_t type = random_type(random);
-  ConvertBatch batch;
+  NumberBatch batch;
   batch.column = random_column(type, false, static_cast<uint32_t>(random.below(300)), random);
   batch.place = random_place(random);
   batch.element = random_number(NumberMix::ordinary, type == COLX_TYPE_FLOAT ? 4 : 8, random);
@@ -75,7 +75,7 @@ std::string conversion_difference(uint64_t seed) {
 std::string group_keys_difference(uint64_t seed) {
   Random random(seed);
   const auto rows = static_cast<uint32_t>(1 + random.below(400));
-  std::vector<KeyColumn> columns;
+  std::vector<GroupedColumn> columns;
   for (size_t count = 1 + random.below(5); columns.size() < count;) {
     const auto symbols = static_cast<uint32_t>(1 + random.bits(1 + unsigned(random.below(9))));
     columns.push_back(random.one_in(2) ? random_key_column(symbols, rows, random)
