@@ -404,8 +404,12 @@ typedef void colx_lbiwv_binary_call(uint64_t* dst, uint32_t* count, const uint64
                                     const uint64_t* b, uint64_t nbits);
 typedef void colx_lbiwv_ternary_call(uint64_t* dst, uint32_t* count, const uint64_t* a,
                                      const uint64_t* b, const uint64_t* c, uint64_t nbits);
+/* `count` must not be null; the count is also returned. */
 typedef uint32_t colx_lbiwv_popcnt_call(uint32_t* count, const uint64_t* a, uint64_t nbits);
+/* Bits `first` to `last`, both included; `first` at most `last`. */
 typedef void colx_lbiwv_range_call(uint64_t* bits, uint64_t first, uint64_t last);
+/* Iteration from bit `start`, whose word is read at once whatever `nbits` is. `invert` counts only
+ * if its low byte is 1: it complements that word, as iteration over clear bits needs. */
 typedef void colx_lbiwv_ini2_call(colx_lbiwv_ictx* ctx, const uint64_t* bits, uint64_t nbits,
                                   uint64_t invert, uint64_t start);
 
@@ -415,15 +419,21 @@ typedef void colx_lbiv_binary_call(void* dst, uint32_t* count, const void* a, co
                                    uint64_t nbits);
 typedef void colx_lbiv_ternary_call(void* dst, uint32_t* count, const void* a, const void* b,
                                     const void* c, uint64_t nbits);
+/* `count` must not be null. */
 typedef void colx_lbiv_popcnt_call(uint32_t* count, const void* a, uint64_t nbits);
+/* Bits `first` to `last`, both included; `first` at most `last`. */
 typedef void colx_lbiv_range_call(void* bits, uint64_t first, uint64_t last);
+/* As for words: reads one whole word, 8 bytes, at bit `start` & ~63, whatever `nbits` is. */
 typedef void colx_lbiv_ini2_call(colx_lbiwv_ictx* ctx, const void* bits, uint64_t nbits,
                                  uint64_t invert, uint64_t start);
 
-/* Both forms: next bit or the end value; up to `max` next bits; the two unserved run calls. */
+/* Both forms: the next bit, or the end value once there is none. */
 typedef uint64_t colx_bit_iter_call(colx_lbiwv_ictx* ctx);
+/* Both forms: stores up to `max` next bits and returns how many, fewer only at the end. */
 typedef uint64_t colx_bit_ones_call(colx_lbiwv_ictx* ctx, uint32_t* out, uint64_t max);
+/* Both forms: runs of bits are not served, the arguments are not read. */
 typedef uint64_t colx_bit_run_call(uint64_t unused1, uint64_t unused2);
+/* Both forms: likewise. */
 typedef uint64_t colx_bit_runs_call(uint64_t unused1, uint64_t unused2, uint64_t unused3,
                                     uint64_t unused4);
 
@@ -537,9 +547,11 @@ extern COLX_API const char* const colx_dispatch_func_names[COLX_DISPATCH_SLOTS];
 /* Returns COLX_DISPATCH_SLOTS. */
 COLX_API uint32_t colx_dispatch_table_size(void);
 
-/* Set-up: nothing to do in this library. The thread calls return 0. */
-COLX_API colx_setup_call colx_init_sharedlib_dydi, colx_set_trace_level_dydi;
-COLX_API colx_thread_call colx_thread_ctx_init_dydi, colx_thread_ctx_fini_dydi;
+/* Set-up: this library has nothing to do. */
+COLX_API colx_setup_call colx_init_sharedlib_dydi;   /* does nothing */
+COLX_API colx_setup_call colx_set_trace_level_dydi;  /* does nothing: there is no trace */
+COLX_API colx_thread_call colx_thread_ctx_init_dydi; /* does nothing, returns 0 */
+COLX_API colx_thread_call colx_thread_ctx_fini_dydi; /* does nothing, returns 0 */
 
 /* Stores the complement of src's bits into res's, ceil(rows / 64) whole words; counts nothing.
  * Asserts equal row counts. Returns 0. */
@@ -548,63 +560,75 @@ COLX_API uint32_t colx_null(void* unused1, colx_cv* res, colx_cv* src, void* unu
 /* Prints a line per slot (all, or only those with calls) on standard output. */
 COLX_API void colx_stats_dump(const colx_stats_ctx* ctx, int32_t only_called);
 
-COLX_API colx_build_cla_call colx_build_cla_1_ub1; /* lengths of 1 byte */
-COLX_API colx_build_cla_call colx_build_cla_1_ub2; /* lengths of 2 bytes, big-endian */
+/* Cumulative lengths. */
+COLX_API colx_build_cla_call colx_build_cla_1_ub1; /* cumulative array from lengths of 1 byte */
+COLX_API colx_build_cla_call colx_build_cla_1_ub2; /* the same from lengths of 2 bytes */
 
-/* Word bit vectors. andnot complements its first input. popcnt also returns the count and needs a
- * non-null `count`. Ranges include both ends. */
-COLX_API colx_lbiwv_unary_call colx_lbiwvnot_dydi;
-COLX_API colx_lbiwv_binary_call colx_lbiwvand_dydi, colx_lbiwvor_dydi, colx_lbiwvxor_dydi,
-    colx_lbiwvandnot_dydi;
-COLX_API colx_lbiwv_ternary_call colx_lbiwvand3_dydi, colx_lbiwvor3_dydi, colx_lbiwvxor3_dydi;
-COLX_API colx_lbiwv_popcnt_call colx_lbiwvpopcnt_dydi;
-COLX_API colx_lbiwv_range_call colx_lbiwvset_range_dydi, colx_lbiwvclr_range_dydi;
+/* Word bit vectors. */
+COLX_API colx_lbiwv_unary_call colx_lbiwvnot_dydi;       /* dst = not a */
+COLX_API colx_lbiwv_binary_call colx_lbiwvand_dydi;      /* dst = a and b */
+COLX_API colx_lbiwv_binary_call colx_lbiwvor_dydi;       /* dst = a or b */
+COLX_API colx_lbiwv_binary_call colx_lbiwvxor_dydi;      /* dst = a xor b */
+COLX_API colx_lbiwv_binary_call colx_lbiwvandnot_dydi;   /* dst = (not a) and b */
+COLX_API colx_lbiwv_ternary_call colx_lbiwvand3_dydi;    /* dst = a and b and c */
+COLX_API colx_lbiwv_ternary_call colx_lbiwvor3_dydi;     /* dst = a or b or c */
+COLX_API colx_lbiwv_ternary_call colx_lbiwvxor3_dydi;    /* dst = a xor b xor c */
+COLX_API colx_lbiwv_popcnt_call colx_lbiwvpopcnt_dydi;   /* stores and returns the set bits */
+COLX_API colx_lbiwv_range_call colx_lbiwvset_range_dydi; /* sets bits first to last, both in */
+COLX_API colx_lbiwv_range_call colx_lbiwvclr_range_dydi; /* clears bits first to last, both in */
+COLX_API colx_lbiwv_ini2_call colx_lbiwv_ictx_ini2_dydi; /* begins an iteration at bit start */
+COLX_API colx_bit_iter_call colx_lbiwviter_dydi;         /* the next set bit, or all ones */
+COLX_API colx_bit_iter_call colx_lbiwviter_clr_dydi;     /* the next clear bit, or all ones */
+COLX_API colx_bit_ones_call colx_lbiwvones_dydi;         /* up to max next set bits */
+COLX_API colx_bit_run_call colx_lbiwvrun_dydi;           /* not served: returns all ones */
+COLX_API colx_bit_runs_call colx_lbiwvruns_dydi;         /* not served: returns 0 */
 
-/* Iteration from bit `start`. `invert` counts only if its low byte is 1: it complements the first
- * word, as iter_clr needs. The iterators return all 64 bits set at the end; ones returns how many
- * it stored, fewer than `max` only at the end. run returns all 64 bits set, runs 0: not served. */
-COLX_API colx_lbiwv_ini2_call colx_lbiwv_ictx_ini2_dydi;
-COLX_API colx_bit_iter_call colx_lbiwviter_dydi, colx_lbiwviter_clr_dydi;
-COLX_API colx_bit_ones_call colx_lbiwvones_dydi;
-COLX_API colx_bit_run_call colx_lbiwvrun_dydi;
-COLX_API colx_bit_runs_call colx_lbiwvruns_dydi;
-
-/* The same on byte bit vectors. popcnt returns nothing; the end value is 0xFFFFFFFF, run returns
- * the same; ini2 reads one whole word at bit start & ~63, whatever nbits is. */
-COLX_API colx_lbiv_unary_call colx_lbivnot_dydi;
-COLX_API colx_lbiv_binary_call colx_lbivand_dydi, colx_lbivor_dydi, colx_lbivxor_dydi,
-    colx_lbivandnot_dydi;
-COLX_API colx_lbiv_ternary_call colx_lbivand3_dydi, colx_lbivor3_dydi, colx_lbivxor3_dydi;
-COLX_API colx_lbiv_popcnt_call colx_lbivpopcnt_dydi;
-COLX_API colx_lbiv_range_call colx_lbivset_range_dydi, colx_lbivclr_range_dydi;
-COLX_API colx_lbiv_ini2_call colx_lbiv_ictx_ini2_dydi;
-COLX_API colx_bit_iter_call colx_lbiviter_dydi, colx_lbiviter_clr_dydi;
-COLX_API colx_bit_ones_call colx_lbivones_dydi;
-COLX_API colx_bit_run_call colx_lbivrun_dydi;
-COLX_API colx_bit_runs_call colx_lbivruns_dydi;
+/* Byte bit vectors. */
+COLX_API colx_lbiv_unary_call colx_lbivnot_dydi;       /* dst = not a */
+COLX_API colx_lbiv_binary_call colx_lbivand_dydi;      /* dst = a and b */
+COLX_API colx_lbiv_binary_call colx_lbivor_dydi;       /* dst = a or b */
+COLX_API colx_lbiv_binary_call colx_lbivxor_dydi;      /* dst = a xor b */
+COLX_API colx_lbiv_binary_call colx_lbivandnot_dydi;   /* dst = (not a) and b */
+COLX_API colx_lbiv_ternary_call colx_lbivand3_dydi;    /* dst = a and b and c */
+COLX_API colx_lbiv_ternary_call colx_lbivor3_dydi;     /* dst = a or b or c */
+COLX_API colx_lbiv_ternary_call colx_lbivxor3_dydi;    /* dst = a xor b xor c */
+COLX_API colx_lbiv_popcnt_call colx_lbivpopcnt_dydi;   /* stores the set bits, returns nothing */
+COLX_API colx_lbiv_range_call colx_lbivset_range_dydi; /* sets bits first to last, both in */
+COLX_API colx_lbiv_range_call colx_lbivclr_range_dydi; /* clears bits first to last, both in */
+COLX_API colx_lbiv_ini2_call colx_lbiv_ictx_ini2_dydi; /* begins an iteration at bit start */
+COLX_API colx_bit_iter_call colx_lbiviter_dydi;        /* the next set bit, or 0xFFFFFFFF */
+COLX_API colx_bit_iter_call colx_lbiviter_clr_dydi;    /* the next clear bit, or 0xFFFFFFFF */
+COLX_API colx_bit_ones_call colx_lbivones_dydi;        /* up to max next set bits */
+COLX_API colx_bit_run_call colx_lbivrun_dydi;          /* not served: returns 0xFFFFFFFF */
+COLX_API colx_bit_runs_call colx_lbivruns_dydi;        /* not served: returns 0 */
 
 /* Hash join. */
-COLX_API colx_hash_call colx_hash_dydi;
-COLX_API colx_partition_call colx_partition_dydi;
-COLX_API colx_ht_build_call colx_ht_build_dydi;
-COLX_API colx_ht_probe_call colx_ht_probe_dydi;
-COLX_API colx_gather_call colx_gather_dydi;
+COLX_API colx_hash_call colx_hash_dydi;           /* hashes of a column's keys, 8 bytes each */
+COLX_API colx_partition_call colx_partition_dydi; /* scatters rows by bits of their hash */
+COLX_API colx_ht_build_call colx_ht_build_dydi;   /* adds rows to a hash table */
+COLX_API colx_ht_probe_call colx_ht_probe_dydi;   /* matches of rows in a hash table */
+COLX_API colx_gather_call colx_gather_dydi;       /* values of listed entries of a row store */
+/* Enters a column's values into a matrix of lengths and pointers; moves no value bytes. */
 COLX_API colx_transpose_reference_call colx_transpose_reference_dydi;
+/* Copies the values that a matrix refers to into a row store, a row or a value an entry. */
 COLX_API colx_transpose_convert_call colx_transpose_convert_dydi;
 
-/* Bloom filters: colx_bloom_dydi picks among the four. */
-COLX_API colx_bloom_call colx_bloom_dydi, colx_bloom_hash32, colx_bloom_hash64,
-    colx_bloom_hash32_selective, colx_bloom_hash64_selective;
+/* Bloom filters. */
+COLX_API colx_bloom_call colx_bloom_dydi;             /* picks among the four others */
+COLX_API colx_bloom_call colx_bloom_hash32;           /* tests hash values of 32 bits */
+COLX_API colx_bloom_call colx_bloom_hash64;           /* tests hash values of 64 bits */
+COLX_API colx_bloom_call colx_bloom_hash32_selective; /* tests those of selected rows alone */
+COLX_API colx_bloom_call colx_bloom_hash64_selective; /* tests those of selected rows alone */
 
 /* Aggregation and conversion of numbers that are stored as their colx_enc_ctx says. */
-COLX_API colx_groupkey_call colx_groupkey_dydi; /* keys of adjacent columns; kctx is not written */
-COLX_API colx_gby_sum_call colx_gby_sum_dydi;   /* groups may be null: all onto element 0 */
+COLX_API colx_groupkey_call colx_groupkey_dydi; /* keys of adjacent columns; writes no kctx */
+COLX_API colx_gby_sum_call colx_gby_sum_dydi;   /* sums by group; null groups: onto element 0 */
 COLX_API colx_three_call colx_convert_dydi;     /* canonical to native, or the sum of all rows */
 COLX_API colx_spatial_pip_call colx_spatial_pip_dydi; /* raw count of the edges crossed */
 
 /* Stream decoders. */
-COLX_API colx_wpak_decode_call colx_wpak_decode_dydi;
-COLX_API colx_three_call colx_prefix_decode_dydi;
+COLX_API colx_wpak_decode_call colx_wpak_decode_dydi; /* expands a wpak stream */
+COLX_API colx_three_call colx_prefix_decode_dydi;     /* expands groups of shared prefixes */
 
 /* Supplied by the host: reports an internal error. It may return; the kernel then carries on.
  * `error_frame` is the host handle again: only the host knows how to reach its frame from it. */
