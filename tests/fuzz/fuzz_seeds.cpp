@@ -114,10 +114,13 @@ void write_join_seeds(const std::filesystem::path& folder) {
   write_random_seeds(folder, heads, std::vector<size_t>{90, 600});
 }
 
+// Every choice of rows, of one column and of several.
 void write_group_key_seeds(const std::filesystem::path& folder) {
   std::vector<Bytes> heads;
-  for (uint8_t columns = 0; columns < 6; ++columns)
-    for (const uint8_t rows : {5, 40, 120}) heads.push_back({columns, columns, rows, 50, 30, 2});
+  for (uint8_t form = 0; form < 16; ++form)
+    for (const uint8_t rows : {20, 100})
+      heads.push_back(
+          {form, static_cast<uint8_t>(form / 3), rows, 60, 30, 2, 0xA5, 0x5A, 0x21, 0x80});
   write_random_seeds(folder, heads, std::vector<size_t>{60, 900});
 }
 
