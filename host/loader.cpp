@@ -222,6 +222,12 @@ Result<Library> Library::attach(const colx_specialized_ctx& record, const char* 
   return library;
 }
 
+Library Library::through(const colx_specialized_ctx& record) const {
+  Library library = *this;
+  library.record_ = &record;
+  return library;
+}
+
 Result<void (*)(const colx_stats_ctx*, int32_t)> Library::stats_dump() const {
   void* const function = handle_ ? dlsym(handle_.get(), "colx_stats_dump") : nullptr;
   if (!function) return make_error("%s: exports no colx_stats_dump", file_.c_str());

@@ -40,6 +40,10 @@ class Library {
   static Result<Library> attach(const colx_specialized_ctx& record, const char* const* names,
                                 const std::string& file, Processor processor = this_processor());
 
+  // The same library with its calls through another record of its form, as one whose entries count
+  // what they are called with. The record must outlive it.
+  Library through(const colx_specialized_ctx& record) const;
+
   const colx_specialized_ctx& record() const { return *record_; }
   const std::string& file() const { return file_; }
 

@@ -61,24 +61,22 @@ std::string kernels_of(const EncodedColumn& column, const host::PreparedScan& sc
                      runs->positions.size() > 0 ? "_cla" : "");
 }
 
-host::Result<Answer> run_column_scan(const Engine& engine, const EncodedColumn& column,
-                                     const NumberFilter& filter, unsigned runs,
-                                     const std::vector<uint32_t>* among) {
-  const auto scan = prepare_scan(engine, column, filter);
-  if (!scan) return scan.error();
+host::Result<Answer> run_scan(const Engine& engine, const EncodedColumn& column,
+                              const host::PreparedScan& scan, std::string work, unsigned runs,
+                              const std::vector<uint32_t>* among) {
   const std::vector<host::RowBits> selected =
       among ? selections(column.stored, *among) : std::vector<host::RowBits>{};
-  const std::string work = filter.text(column.name) + (among ? ", selected rows" : "");
+  if (among) work += ", selected rows";
   Answer answer;
   for (unsigned run = 0; run < runs; ++run) {
-    Step step{work, kernels_of(column, *scan, among != nullptr)};
+    Step step{work, kernels_of(column, scan, among != nullptr)};
     answer.rows.clear();
     uint32_t first_row = 0;
     for (size_t chunk = 0; chunk < column.stored.chunks.size(); ++chunk) {
       host::RowBits hits(column.stored.chunks[chunk].rows);
       const host::Selection selection{among ? &selected[chunk] : nullptr, true};
       const auto count = timed(step, hits.size(),
-                               [&] { return scan->run(chunk, hits, engine.services, selection); });
+                               [&] { return scan.run(chunk, hits, engine.services, selection); });
       if (!count) return count.error();
       step.hits += *count;
       append_rows(engine.library, hits, first_row, answer.rows);
@@ -88,6 +86,14 @@ host::Result<Answer> run_column_scan(const Engine& engine, const EncodedColumn& 
     keep_fastest(answer.steps, {step});
   }
   return answer;
+}
+
+host::Result<Answer> run_column_scan(const Engine& engine, const EncodedColumn& column,
+                                     const NumberFilter& filter, unsigned runs,
+                                     const std::vector<uint32_t>* among) {
+  const auto scan = prepare_scan(engine, column, filter);
+  if (!scan) return scan.error();
+  return run_scan(engine, column, *scan, filter.text(column.name), runs, among);
 }
 
 }  // namespace colx::star

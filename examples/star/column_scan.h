@@ -22,8 +22,13 @@ std::string kernels_of(const EncodedColumn& column, const host::PreparedScan& sc
                        bool walks = false);
 
 // Scans all rows or, if `among` is not null, walks those rows alone, ascending. The steps are the
-// fastest of `runs` runs, at least 1. NULL rows never match. An error is a kernel that the library
-// lacks, or one that breaks its contract.
+// fastest of `runs` runs, at least 1. NULL rows never match. `work` is what the steps are called.
+// An error is a kernel that breaks its contract.
+host::Result<Answer> run_scan(const Engine& engine, const EncodedColumn& column,
+                              const host::PreparedScan& scan, std::string work, unsigned runs,
+                              const std::vector<uint32_t>* among = nullptr);
+
+// Prepares the comparison and runs it, called by its SQL.
 host::Result<Answer> run_column_scan(const Engine& engine, const EncodedColumn& column,
                                      const NumberFilter& filter, unsigned runs,
                                      const std::vector<uint32_t>* among = nullptr);

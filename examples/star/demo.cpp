@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "examples/star/demo_queries.h"
-#include "examples/star/families.h"
 #include "examples/star/generate.h"
+#include "examples/star/list_usage.h"
 #include "examples/star/read_tbl.h"
 #include "examples/star/report.h"
 #include "examples/star/sqlite_check.h"
@@ -75,17 +75,6 @@ host::Result<std::optional<SqliteStar>> load_sqlite(const Tables& tables, const 
   return std::optional<SqliteStar>(std::move(*star));
 }
 
-host::Result<bool> list_families(const StarStore& store) {
-  std::vector<Usage> usage;
-  for (const StarQuery& query : benchmark_queries()) {
-    const auto plan = make_plan(store, query);
-    if (!plan) return plan.error();
-    usage.push_back(usage_of(store, query, *plan));
-  }
-  for (Usage& command : command_usage()) usage.push_back(std::move(command));
-  return print_usage(usage);
-}
-
 }  // namespace
 
 host::Result<bool> run_demo(const Options& options) {
@@ -100,9 +89,9 @@ host::Result<bool> run_demo(const Options& options) {
     return true;
   }
   if (options.list) {
-    const auto store = StarStore::encode(*tables, *library, services);
-    if (!store) return store.error();
-    return list_families(*store);
+    const auto usage = watch_usage(*library, *tables, options);
+    if (!usage) return usage.error();
+    return print_usage(*usage);
   }
   const auto texts = run_text_streams(*tables, *library, services);
   if (!texts) return texts.error();
@@ -113,15 +102,18 @@ host::Result<bool> run_demo(const Options& options) {
   const Engine engine{*library, services, store->table(TableId::lineorder),
                       (*tables)[TableId::date]};
 
-  if (options.answers) return benchmark({engine, *store, *tables, options, nullptr});
+  const Session session{engine, *store, *tables, options, *sqlite ? &**sqlite : nullptr};
+  if (options.answers) return benchmark(session);
 
-  bool right = true;
-  for (const DemoQueries queries : demo_queries) {
-    const auto result = queries({engine, *store, *tables, options, *sqlite ? &**sqlite : nullptr});
+  bool right = *texts;
+  for (const DemoCommand& command : demo_commands) {
+    const auto result = command.run(session);
     if (!result) return result;
     right = right && *result;
   }
-  return right && *texts;
+  const auto result = benchmark(session);
+  if (!result) return result;
+  return right && *result;
 }
 
 }  // namespace colx::star

@@ -30,12 +30,6 @@ auto with_seconds(Call call) {
   return std::pair{std::move(result), time.count()};
 }
 
-// Ends a line of the report; true if all is right.
-bool verdict(bool right) {
-  fmt::print("{}\n", right ? "the row-by-row evaluation finds the same" : "WRONG");
-  return right;
-}
-
 const std::vector<Condition>& joined_parts() {
   static const std::vector<Condition> conditions = {
       {.column = of(c_region), .texts = {"ASIA"}},
@@ -80,7 +74,7 @@ host::Result<bool> joins(const Session& session) {
       fmt::print("  {:<34} {:<41} {:>11} pairs {:>7.0f} M lines/s; ", condition.text(),
                  name_of(method), grouped(found->pairs),
                  static_cast<double>(lines_of(session)) / seconds / 1e6);
-      right &= verdict(*found == expected);
+      right &= print_verdict(*found == expected);
     }
   }
   return right;
@@ -113,7 +107,7 @@ host::Result<bool> names(const Session& session) {
       for (const std::string& text : texts->front()) first += fmt::format("{:<20} ", text);
     fmt::print("  {:<10} {:<12} first {:<58} ", table_schema(dimension).name, fetch.form_name,
                first);
-    right &= verdict(*texts == plain_texts(session.tables, answer->rows, fetch.columns));
+    right &= print_verdict(*texts == plain_texts(session.tables, answer->rows, fetch.columns));
   }
   return right;
 }
@@ -136,7 +130,7 @@ host::Result<bool> groupings(const Session& session) {
     for (const auto& [way, found] : {std::pair{"group keys of wide columns", &*by_keys},
                                      std::pair{"translated codes added up", &*by_shares}}) {
       fmt::print("  {:<28} {:<28} {:>8} groups; ", columns, way, grouped(found->rows.size()));
-      right &= verdict(!difference(*found, expected));
+      right &= print_verdict(!difference(*found, expected));
     }
   }
   return right;
@@ -170,13 +164,13 @@ host::Result<bool> line_numbers(const Session& session) {
   fmt::print("  sum(lo_extendedprice * lo_discount) in doubles   {:>22.0f}; ", *total);
   // Sums above 2^53 are rounded, in the order in which they were added.
   const auto exact = static_cast<double>(discounted);
-  right &= verdict(exact < 0x1p53 ? *total == exact : std::abs(*total - exact) < exact * 1e-12);
+  right &= print_verdict(exact < 0x1p53 ? *total == exact : std::abs(*total - exact) < exact * 1e-12);
   fmt::print("  sum(lo_revenue) by conversion                    {:>22}; ", *converted);
-  right &= verdict(*converted == revenue);
+  right &= print_verdict(*converted == revenue);
   fmt::print("  lines of small quantity and discount, in a triangle {:>19}; ", *inside);
-  right &= verdict(*inside == within);
+  right &= print_verdict(*inside == within);
   fmt::print("  customers who ordered something                  {:>22}; ", *customers_found);
-  right &= verdict(*customers_found == ordering);
+  right &= print_verdict(*customers_found == ordering);
   return right;
 }
 

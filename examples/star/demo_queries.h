@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <string_view>
 
 #include "examples/star/engine.h"
 #include "examples/star/options.h"
@@ -41,7 +42,23 @@ host::Result<bool> groupings(const Session& session);
 // Arithmetic, conversion, crossing counts and byte bit vectors on lineorder's numbers.
 host::Result<bool> line_numbers(const Session& session);
 
-inline constexpr std::array<DemoQueries, 8> demo_queries = {
-    flight1, nullable_scans, stored_value_scans, joins, names, groupings, line_numbers, benchmark};
+// Scans of byte strings whose ties their lengths decide.
+host::Result<bool> terms_scans(const Session& session);
+// Distinct values and sums of a column of each form.
+host::Result<bool> column_surveys(const Session& session);
+
+struct DemoCommand {
+  std::string_view name;  // as families.h tells what it uses
+  DemoQueries run;
+};
+inline constexpr std::array demo_commands = {DemoCommand{"flight 1 scans", flight1},
+                                             DemoCommand{"nullable scans", nullable_scans},
+                                             DemoCommand{"stored values", stored_value_scans},
+                                             DemoCommand{"ties", terms_scans},
+                                             DemoCommand{"survey", column_surveys},
+                                             DemoCommand{"joins", joins},
+                                             DemoCommand{"names", names},
+                                             DemoCommand{"groupings", groupings},
+                                             DemoCommand{"line numbers", line_numbers}};
 
 }  // namespace colx::star

@@ -34,6 +34,11 @@ void print_heading(std::string_view text) {
   fmt::print("\n{}\n", text);
 }
 
+bool print_verdict(bool right) {
+  fmt::print("{}\n", right ? "the row-by-row evaluation finds the same" : "WRONG");
+  return right;
+}
+
 void print_answer(const Answer& answer, const std::optional<std::string>& wrong) {
   for (const Step& step : answer.steps)
     fmt::print("  {:<54} {:<38} {:>11} of {:>11} rows {:>7.0f} M rows/s\n", step.work, step.kernel,

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "examples/star/families.h"
 #include "tests/examples/store_host.h"
 
 namespace colx::star {
@@ -43,26 +42,6 @@ TEST(SqliteCheck, NoticesARowThatDiffers) {
 }
 
 #endif
-
-TEST(Families, EachHasAUser) {
-  std::vector<Usage> usage = command_usage();
-  for (const StarQuery& query : benchmark_queries()) {
-    const auto plan = make_plan(three_chunks().store(), query);
-    ASSERT_TRUE(plan) << plan.message();
-    usage.push_back(usage_of(three_chunks().store(), query, *plan));
-    EXPECT_GE(usage.back().families.size(), 2u);
-    for (const std::string_view family : usage.back().families)
-      EXPECT_NE(std::ranges::find(all_families(), family), all_families().end()) << family;
-  }
-  testing::internal::CaptureStdout();
-  EXPECT_TRUE(print_usage(usage));
-  EXPECT_EQ(testing::internal::GetCapturedStdout().find("NOT USED"), std::string::npos);
-  usage.pop_back();
-  std::erase_if(usage, [](const Usage& each) { return each.user == "line numbers"; });
-  testing::internal::CaptureStdout();
-  EXPECT_FALSE(print_usage(usage));
-  EXPECT_NE(testing::internal::GetCapturedStdout().find("NOT USED"), std::string::npos);
-}
 
 }  // namespace
 }  // namespace colx::star
