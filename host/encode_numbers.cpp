@@ -1,9 +1,9 @@
 #include "host/encode_numbers.h"
 
 #include <algorithm>
-#include <bit>
 
 #include "host/big_endian.h"
+#include "host/canonical_keys.h"
 #include "host/value_forms.h"
 
 namespace colx::host {
@@ -28,24 +28,16 @@ Result<StoredColumn> store_numbers(size_t rows, uint32_t width_bits, uint32_t va
   return column;
 }
 
-template <class Bits>
-uint64_t canonical(Bits bits) {
-  constexpr Bits sign = Bits{1} << (8 * sizeof(Bits) - 1);
-  return static_cast<Bits>(bits & sign ? ~bits : bits | sign);
-}
-
 }  // namespace
 
 Result<StoredColumn> store_floats(std::span<const float> numbers, const NumberOptions& options) {
-  return store_numbers(numbers.size(), 32, COLX_TYPE_FLOAT, options.chunk_rows, [&](size_t row) {
-    return canonical(std::bit_cast<uint32_t>(numbers[row]));
-  });
+  return store_numbers(numbers.size(), 32, COLX_TYPE_FLOAT, options.chunk_rows,
+                       [&](size_t row) { return canonical_key(numbers[row]); });
 }
 
 Result<StoredColumn> store_doubles(std::span<const double> numbers, const NumberOptions& options) {
-  return store_numbers(numbers.size(), 64, COLX_TYPE_DOUBLE, options.chunk_rows, [&](size_t row) {
-    return canonical(std::bit_cast<uint64_t>(numbers[row]));
-  });
+  return store_numbers(numbers.size(), 64, COLX_TYPE_DOUBLE, options.chunk_rows,
+                       [&](size_t row) { return canonical_key(numbers[row]); });
 }
 
 Result<StoredColumn> store_dsb(std::span<const int64_t> numbers, const DsbOptions& options) {
