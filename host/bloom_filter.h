@@ -20,25 +20,28 @@ namespace colx::host {
 
 // Hash values back to back, in memory that the caller keeps; kernels read nothing behind them.
 struct HashColumn {
-  const void* data = nullptr;
-  uint32_t rows = 0;
-  uint32_t width_bits = 64;  // 32 or 64
+  const void* data = nullptr;  // rows * width_bits / 8 bytes
+  uint32_t rows = 0;           // hash values
+  uint32_t width_bits = 64;    // 32 or 64
 
+  // Values of 64 bits; below 2^32 of them.
   static HashColumn of(std::span<const uint64_t> hashes) {
     return {hashes.data(), static_cast<uint32_t>(hashes.size()), 64};
   }
 };
 
+// What a filter is sized by.
 struct BloomOptions {
   uint64_t expected_rows = 0;     // different keys that go in
   double false_positives = 0.05;  // share of other keys that pass, above 0 and below 1
   uint32_t partition_bits = 0;    // 2^bits bit arrays of their own, 0 to 16
 };
 
+// What a test found: rows of the column, counted from 0.
 struct PassedRows {
-  uint32_t count = 0;
+  uint32_t count = 0;           // rows that passed
   uint32_t first = UINT32_MAX;  // UINT32_MAX if none passed
-  uint32_t last = UINT32_MAX;
+  uint32_t last = UINT32_MAX;   // UINT32_MAX if none passed
 };
 
 // One thread adds at a time; tests from any number of threads once all is added.
@@ -57,6 +60,7 @@ class BloomFilter {
   Result<PassedRows> test(const HashColumn& hashes, RowBits& hits,
                           const RowBits* selection = nullptr, uint32_t start_row = 0) const;
 
+  // Bits of all arrays together.
   uint64_t bits() const { return uint64_t{1} << bits_log2_; }
   // Share of its bits that are set: how many other keys pass.
   double fill() const;

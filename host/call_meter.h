@@ -25,9 +25,12 @@ class CallMeter {
     meter->add(slot, rows, std::chrono::steady_clock::now() - start);
     return result;
   }
+  // Counts one call of the kernel in `slot`, below COLX_DISPATCH_SLOTS, on `rows` rows.
   void add(uint32_t slot, uint64_t rows, std::chrono::nanoseconds time);
+  // Adds the calls, rows and times of another thread's meter.
   void merge(const CallMeter& other);
 
+  // Calls counted so far of the kernel in `slot`, below COLX_DISPATCH_SLOTS.
   uint32_t calls(uint32_t slot) const { return counts_->calls[slot]; }
   // Million rows a second; 0 if it was not called.
   double million_rows(uint32_t slot) const;

@@ -12,6 +12,7 @@ namespace colx::host {
 template <class Number>
 using CanonicalKey = std::conditional_t<sizeof(Number) == 4, uint32_t, uint64_t>;
 
+// The key of a float or double: keys are ordered as numbers are.
 template <class Number>
 constexpr CanonicalKey<Number> canonical_key(Number number) {
   using Key = CanonicalKey<Number>;
@@ -20,6 +21,7 @@ constexpr CanonicalKey<Number> canonical_key(Number number) {
   return static_cast<Key>(bits & sign ? ~bits : bits | sign);
 }
 
+// The number that has this key.
 template <class Number>
 constexpr Number number_of_key(CanonicalKey<Number> key) {
   using Key = CanonicalKey<Number>;

@@ -25,10 +25,12 @@ namespace colx::host {
 // One thread at a time. Library and services must outlive it.
 class ChunkRows {
  public:
+  // No rows; start() gives it some.
   ChunkRows(const Library& library, HostServices& services)
       : library_(&library), services_(&services) {}
   // Counts the kernels that filter or read these rows from now on; the meter must outlive them.
   void count_calls(CallMeter& meter) { meter_ = &meter; }
+  // Where calls are counted; null: nowhere.
   CallMeter* meter() const { return meter_; }
 
   // All `rows` rows of chunk `chunk`.
@@ -40,9 +42,13 @@ class ChunkRows {
   // Drops all but those at `positions`, ascending, of the rows that are left.
   void keep_positions(std::span<const uint32_t> positions);
 
+  // As start() was told.
   size_t chunk() const { return chunk_; }
+  // Rows of the chunk, dropped ones too.
   uint32_t chunk_rows() const { return static_cast<uint32_t>(bits_.size()); }
+  // Rows that are left.
   uint32_t count() const { return count_; }
+  // Whether no row was dropped.
   bool all() const { return count_ == chunk_rows(); }
   // A bit a row; what it says while all() holds is open.
   const RowBits& bits() const { return bits_; }
@@ -51,7 +57,9 @@ class ChunkRows {
   // The rows to pass to a kernel that reads a column without runs.
   Selection selection(uint32_t rows_per_walked_row) const;
 
+  // Whose kernels run.
   const Library& library() const { return *library_; }
+  // Whose services the kernels get.
   HostServices& services() const { return *services_; }
 
  private:
@@ -73,13 +81,17 @@ class ChunkRows {
 // The unpacking kernel of a column of codes. The column must outlive it; threads may share it.
 class CodeUnpack {
  public:
+  // Errors: a column without codes, a width without a kernel.
   static Result<CodeUnpack> bind(const Library& library, const StoredColumn& column);
 
   // The codes of the rows that are left, in row order; `codes` is their memory and grows.
   Result<std::span<const uint32_t>> run(const ChunkRows& rows, std::vector<uint32_t>& codes) const;
 
+  // The column that it reads.
   const StoredColumn& column() const { return *column_; }
+  // The kernel's, of the library's table.
   uint32_t slot() const { return slot_; }
+  // As the library's table spells it.
   const char* kernel_name() const { return kernel_name_; }
 
  private:

@@ -20,12 +20,12 @@ class CodeJoin {
  public:
   // Memory of one thread, kept from chunk to chunk.
   struct Scratch {
-    std::vector<uint32_t> codes;
-    std::vector<uint64_t> hashes;
-    RowBits passed;
-    std::vector<uint32_t> positions;
-    std::vector<uint32_t> candidates;
-    std::vector<uint32_t> candidate_positions;
+    std::vector<uint32_t> codes;                // of the rows that are left
+    std::vector<uint64_t> hashes;               // of those codes
+    RowBits passed;                             // which of them passed the filter
+    std::vector<uint32_t> positions;            // of rows that matched
+    std::vector<uint32_t> candidates;           // codes that passed
+    std::vector<uint32_t> candidate_positions;  // where they stood
   };
 
   // Each pair's key is a code of the column that is joined, its code what the join finds for it; no

@@ -26,8 +26,10 @@ class CodeSet {
   Result<uint32_t> run(size_t chunk, RowBits& hits, HostServices& services,
                        Selection selection = {}) const;
 
+  // The column that it was bound to.
   const StoredColumn& column() const { return *column_; }
   uint32_t slot() const { return slot_; }  // of the library's table
+  // As the library's table spells it.
   const char* kernel_name() const { return kernel_name_; }
 
  private:

@@ -25,10 +25,12 @@
 
 namespace colx::host {
 
+// Rows of a chunk at most.
 inline constexpr uint32_t max_chunk_rows = 65536;
 // Writers take chunk sizes of 1 to max_chunk_rows rows; an error says so of any other.
 Result<void> check_chunk_rows(uint32_t rows);
 
+// What the entries of a column are.
 enum class Encoding : uint8_t {
   fixed = COLX_ENC_FIXED,  // rows of one width, unsigned big-endian, back to back
   dict = COLX_ENC_DICT,    // dictionary codes, big-endian packed
@@ -37,6 +39,7 @@ enum class Encoding : uint8_t {
 
 // How the rows of a column are stored.
 struct ColumnFormat {
+  // What a row is.
   Encoding encoding = Encoding::dict;
   // dict: bits of a code, 1 to 20, 24, 32, 64. fixed: bits of a row, 8 to 64 in whole bytes.
   // dynp: bits of the longest row, 16, 32 or 64.
@@ -67,12 +70,14 @@ class DecompressionSlot {
   DecompressionSlot(const DecompressionSlot&) = delete;
   DecompressionSlot& operator=(const DecompressionSlot&) = delete;
 
+  // What colx_cv_decomp_slot is to point at.
   void** address() { return &copy_; }
 
   // Serialises the first touch: hold the result over the kernel call. The first holder has the
   // slot to itself; once it has let go of a filled slot, later calls return at once, unlocked.
   class Touch {
    public:
+    // Waits while another thread has an empty slot to itself.
     explicit Touch(DecompressionSlot& slot);
     ~Touch();
     Touch(const Touch&) = delete;
@@ -82,6 +87,7 @@ class DecompressionSlot {
     DecompressionSlot& slot_;
     std::unique_lock<std::mutex> lock_;
   };
+  // See Touch; from any thread.
   Touch touch() { return Touch(*this); }
 
  private:
@@ -90,7 +96,9 @@ class DecompressionSlot {
   std::mutex first_touch_;
 };
 
+// Rows of a column that scans take at once, with all that is stored of them.
 struct Chunk {
+  // 1 to max_chunk_rows.
   uint32_t rows = 0;
   StreamBuffer data;    // codes, rows or dynp values; the compressed image if image_bytes is not 0
   StreamBuffer second;  // dynp lengths, or tie codes beside fixed rows
@@ -98,6 +106,7 @@ struct Chunk {
   // Rows that may be reported at all (colx_cv_nulls), a bit a row; a bit a run if there are runs.
   std::optional<RowBits> reportable;
   uint32_t image_bytes = 0;  // bytes of the decompressed stream; 0: not compressed
+  // Where kernels leave the decompressed copy; never null.
   std::unique_ptr<DecompressionSlot> slot = std::make_unique<DecompressionSlot>();
 
   // Entries of the code stream: runs if there are any, else rows.
@@ -106,11 +115,13 @@ struct Chunk {
 
 // Read-only after it was written, and then free to be shared among threads.
 struct StoredColumn {
+  // The same for all chunks.
   ColumnFormat format;
   // Null: codes without values, or no codes. Decoders do not check that a code has a symbol.
   std::shared_ptr<const DictionaryImage> dictionary;
   std::vector<Chunk> chunks;  // none for a column of 0 rows
 
+  // Of all chunks.
   uint64_t rows() const;
   // Bytes of all streams, slack and dictionary excluded.
   uint64_t stream_bytes() const;
@@ -134,8 +145,11 @@ class ChunkVector {
   ChunkVector(const ChunkVector&) = delete;
   ChunkVector& operator=(const ChunkVector&) = delete;
 
+  // The record that kernels take as source; it refers to this object and to the chunk.
   colx_cv* cv() { return &cv_; }
+  // The record behind cv().
   colx_enc_ctx* encoding() { return &encoding_; }
+  // The chunk that the records describe.
   const Chunk& chunk() const { return chunk_; }
   // A bit per run, written by scans of a run-length chunk; empty otherwise.
   RowBits& run_bits() { return run_bits_; }

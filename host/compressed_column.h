@@ -34,7 +34,9 @@ class CompressedDictionary {
   // What kernels read, expanded by the decompression service of `env`.
   Result<DictionaryImage> expand(colx_env* env) const;
 
+  // Codes that have a symbol.
   uint32_t num_symbols() const { return num_symbols_; }
+  // Whether the symbols rest as a wpak stream.
   bool is_compressed() const { return is_compressed_; }
   uint64_t plain_bytes() const { return plain_bytes_; }  // of the symbols, without lengths
   uint64_t stored_bytes() const;                         // of the stream and the lengths

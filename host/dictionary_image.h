@@ -33,10 +33,12 @@ class DictionaryImage {
   // Sets the dictionary fields of `encoding`, which must not outlive the image.
   void describe(colx_enc_ctx& encoding) const;
 
+  // Codes that have a symbol: 0 to num_symbols() - 1.
   uint32_t num_symbols() const { return num_symbols_; }
   uint32_t layout() const { return layout_; }  // COLX_DICT_...
   // The bytes of a code below num_symbols().
   std::string_view symbol(uint32_t code) const;
+  // Bytes of symbols and offsets.
   uint64_t bytes() const { return symbols_.size() + offsets_.size(); }
 
  private:

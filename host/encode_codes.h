@@ -27,6 +27,7 @@ uint32_t narrowest_code_width(uint64_t largest);
 // kernels, a code that does not fit it.
 Result<StreamBuffer> pack_codes(std::span<const uint64_t> codes, uint32_t width_bits);
 
+// How codes are stored.
 struct CodeOptions {
   uint32_t width_bits = 0;                 // 0: the narrowest that holds every code
   bool zero_is_null = false;               // code 0 is NULL

@@ -16,18 +16,21 @@
 
 namespace colx::host {
 
+// How floats and doubles are stored.
 struct NumberOptions {
   uint32_t chunk_rows = max_chunk_rows;  // 1 to 65536
 };
 
+// How integers are stored.
 struct DsbOptions {
-  uint32_t width_bits = 0;  // 8, 16, 32 or 64; 0: the least that holds every number
-  uint32_t chunk_rows = max_chunk_rows;
+  uint32_t width_bits = 0;               // 8, 16, 32 or 64; 0: the least that holds every number
+  uint32_t chunk_rows = max_chunk_rows;  // 1 to 65536
 };
 
 // Canonical rows of 32 and 64 bits; every bit pattern is kept, NaNs too. Errors: chunk_rows.
 Result<StoredColumn> store_floats(std::span<const float> numbers,
                                   const NumberOptions& options = {});
+// The same in 8 bytes.
 Result<StoredColumn> store_doubles(std::span<const double> numbers,
                                    const NumberOptions& options = {});
 

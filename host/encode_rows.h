@@ -27,16 +27,18 @@ enum class ValueLengths {
   kept       // dynp stores every byte; fixed stores length - 1 as the row's tie code
 };
 
+// How rows of one width are stored.
 struct FixedOptions {
-  uint32_t width_bytes = 0;  // 1 to 8; 0: the least that holds every value
-  ValueLengths lengths = ValueLengths::shortest;
-  uint32_t chunk_rows = max_chunk_rows;  // 1 to 65536
+  uint32_t width_bytes = 0;                       // 1 to 8; 0: the least that holds every value
+  ValueLengths lengths = ValueLengths::shortest;  // kept: with tie codes
+  uint32_t chunk_rows = max_chunk_rows;           // 1 to 65536
 };
 
+// How rows of varying length are stored.
 struct DynpOptions {
-  uint32_t max_bytes = 0;  // 2, 4 or 8; 0: the least that holds every value
-  ValueLengths lengths = ValueLengths::shortest;
-  uint32_t chunk_rows = max_chunk_rows;  // 1 to 65536
+  uint32_t max_bytes = 0;                         // 2, 4 or 8; 0: the least that holds every value
+  ValueLengths lengths = ValueLengths::shortest;  // kept: with all zero bytes
+  uint32_t chunk_rows = max_chunk_rows;           // 1 to 65536
 };
 
 // Errors of the four writers name the row: a value longer than the width or than 8 bytes; an empty
@@ -44,6 +46,7 @@ struct DynpOptions {
 // and up: at one byte there is nothing to tell apart, and ValueLengths::kept stores none.
 Result<StoredColumn> store_fixed(std::span<const std::string_view> values,
                                  const FixedOptions& options = {});
+// Values one behind the other; errors as above.
 Result<StoredColumn> store_dynp(std::span<const std::string_view> values,
                                 const DynpOptions& options = {});
 

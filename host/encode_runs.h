@@ -16,20 +16,22 @@
 
 namespace colx::host {
 
+// How the lengths of runs are stored.
 struct RunLengthOptions {
   uint32_t length_bits = 0;  // 8 or 16; 0: what takes fewer bytes for the column
   // Write the first rows as well: 4 bytes a run more, and expansion needs no sums of lengths.
   bool positions = false;
 };
 
+// Rows that follow each other with the same code.
 struct CodeRun {
-  uint64_t code;
-  uint32_t rows;
+  uint64_t code;  // what each of them has
+  uint32_t rows;  // how many they are, 1 or more
 };
 
 // Runs as a chunk holds them.
 struct Runs {
-  uint32_t count = 0;
+  uint32_t count = 0;        // runs
   uint32_t length_bits = 8;  // 8 or 16
   StreamBuffer lengths;      // a length a run, bytes or 2 bytes big-endian
   StreamBuffer positions;    // empty, or count + 1 first rows, 4 bytes big-endian

@@ -17,20 +17,24 @@ namespace colx::host {
 // Entry numbers of a store, in memory that the caller keeps; kernels read nothing behind them.
 class EntryList {
  public:
+  // Numbers of 4 bytes.
   static EntryList of(std::span<const uint32_t> entries) {
     return {entries.data(), entries.size(), 4, 4};
   }
+  // Numbers of 8 bytes.
   static EntryList of(std::span<const uint64_t> entries) {
     return {entries.data(), entries.size(), 8, 8};
   }
-  // One side of the matches of a probe.
+  // The build side of the matches of a probe.
   static EntryList build_side(std::span<const Match> matches) {
     return {matches.data(), matches.size(), 16, 0};
   }
+  // The probe side of the matches.
   static EntryList probe_side(std::span<const Match> matches) {
     return {matches.data(), matches.size(), 16, 1};
   }
 
+  // Entries of the list.
   size_t size() const { return size_; }
   // `index` below size().
   uint64_t entry(size_t index) const;
@@ -47,6 +51,7 @@ class EntryList {
   uint32_t kind_;  // bytes of a number; of records 0 for the build side, 1 for the probe side
 };
 
+// What a gather delivers of a value.
 enum class GatherLayout : uint32_t {
   pointers = COLX_LP_SEP,  // into the store: no bytes move
   copies = COLX_LV_SEP,    // bytes one after the other
@@ -55,10 +60,12 @@ enum class GatherLayout : uint32_t {
 
 // The values of one call of next(): they hold until the next call, pointers as long as the store.
 struct GatheredValues {
-  std::span<const char* const> starts;
-  std::span<const uint16_t> lengths;
+  std::span<const char* const> starts;  // where each value begins
+  std::span<const uint16_t> lengths;    // bytes of each value
 
+  // Values.
   size_t size() const { return starts.size(); }
+  // Value `i`, below size().
   std::string_view operator[](size_t i) const { return {starts[i], lengths[i]}; }
 };
 

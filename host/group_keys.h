@@ -31,9 +31,9 @@ class GroupKeys {
 
   // Every key is below it; sums by group have as many accumulators.
   uint32_t key_space() const { return key_space_; }
-  // The factor of a column's code in a key of the multiplied form, and the number of its codes:
-  // code = key / place(column) % codes(column).
+  // The factor of a column's code in a key of the multiplied form; `column` counts from 0.
   uint32_t place(size_t column) const;
+  // How many codes a column has: code = key / place(column) % codes(column).
   uint32_t codes(size_t column) const;
 
   // Keys of the chunk's rows, all or the selected ones, in row order; returns how many. Errors

@@ -14,11 +14,11 @@ namespace colx::host {
 // Numbers to add up, back to back at `data`, read exactly. Native numbers are in the machine's byte
 // order, others canonical or dsb (encode_numbers.h); dsb numbers are big-endian either way.
 struct NumberRows {
-  const void* data = nullptr;
-  uint32_t rows = 0;
+  const void* data = nullptr;           // rows * width_bits / 8 bytes
+  uint32_t rows = 0;                    // numbers
   uint32_t value_type = COLX_TYPE_DSB;  // COLX_TYPE_...
   uint32_t width_bits = 64;             // float 32, double 64, dsb 8, 16, 32 or 64
-  bool native = false;
+  bool native = false;                  // in the machine's byte order
 };
 
 // The rows of a chunk that is neither compressed nor run-length coded. Errors: it is, there is no
@@ -42,11 +42,15 @@ class GroupSums {
   // Adds each of the other's sums to the same group's. Errors: another type or key space.
   Result<void> merge(const GroupSums& other);
 
+  // How many sums there are.
   uint64_t groups() const { return groups_; }
+  // COLX_TYPE_... of the sums.
   uint32_t value_type() const { return value_type_; }
   // `group` below groups(); only the one of the sums' type.
   float float_sum(uint64_t group) const { return at<float>(group); }
+  // The same of doubles.
   double double_sum(uint64_t group) const { return at<double>(group); }
+  // The same of dsb numbers, modulo 2^64.
   int64_t integer_sum(uint64_t group) const { return at<int64_t>(group); }
 
  private:

@@ -15,8 +15,8 @@ namespace colx::host {
 
 // The record that probes write (the ridvalue layout), as gather reads it.
 struct Match {
-  uint64_t probe_value;
-  uint64_t build_value;
+  uint64_t probe_value;  // of the probe row
+  uint64_t build_value;  // of the build row
 };
 static_assert(sizeof(Match) == 16);
 

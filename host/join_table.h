@@ -22,6 +22,7 @@
 
 namespace colx::host {
 
+// What a slot of a bucket holds, by the table above.
 enum class BucketForm : uint32_t {
   k2v8 = COLX_HT_K2V8,
   k2v4 = COLX_HT_K2V4,
@@ -29,21 +30,26 @@ enum class BucketForm : uint32_t {
   k4v4 = COLX_HT_K4V4
 };
 
+// Rows that a bucket takes.
 constexpr uint32_t bucket_slots(BucketForm form) {
   return form == BucketForm::k2v4   ? 9
          : form == BucketForm::k4v4 ? 6
          : form == BucketForm::k2v8 ? 5
                                     : 4;
 }
+// Bits of a tag or code.
 constexpr uint32_t tag_bits(BucketForm form) {
   return form == BucketForm::k2v8 || form == BucketForm::k2v4 ? 16 : 32;
 }
+// Bytes of a value.
 constexpr uint32_t value_bytes(BucketForm form) {
   return form == BucketForm::k2v4 || form == BucketForm::k4v4 ? 4 : 8;
 }
 
+// What a table is sized by and what it holds.
 struct JoinTableOptions {
   uint64_t expected_rows = 0;  // of the whole table; more are taken, at the price of longer chains
+  // 4-byte values hold row numbers below 2^32.
   BucketForm form = BucketForm::k4v8;
   bool exact_codes = false;     // keys are KeyRows::codes(); forms k4v4 and k4v8
   uint32_t partition_bits = 0;  // 2^bits partitions, 0 to 16
@@ -69,15 +75,21 @@ class JoinTable {
   // One partition as a table of its own, for probes by rows that were partitioned likewise.
   colx_ht descriptor_of(uint32_t partition) const;
 
+  // As create() was told.
   BucketForm form() const { return options_.form; }
+  // Whether its keys are KeyRows::codes().
   bool exact() const { return options_.exact_codes; }
+  // How many there are, a power of two.
   uint32_t partitions() const { return uint32_t{1} << options_.partition_bits; }
   // The hash bits of a row's partition: (hash & (2 << partition_hi) - 1) >> partition_shift.
   uint32_t partition_hi() const { return descriptor_.colx_ht_part_hi; }
+  // See partition_hi().
   uint32_t partition_shift() const { return descriptor_.colx_ht_part_shift; }
   // Buckets of a partition, overflow not counted.
   uint64_t buckets() const { return uint64_t{1} << bucket_bits_; }
+  // Regions of overflow buckets that builds have added so far, in all partitions.
   uint64_t overflow_regions() const;
+  // Memory of all buckets, overflow included.
   uint64_t bytes() const;
   // What kernels of this table take as keys; the error says what was given instead.
   Result<void> check(const KeyRows& keys, const RowValues& values) const;

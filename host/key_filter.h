@@ -23,13 +23,18 @@ class KeyFilter {
   static Result<KeyFilter> bind(const Library& library, const StoredColumn& column,
                                 const RowBits& wanted);
 
+  // Drops the rows whose code is not wanted. Errors as ChunkRows::keep().
   Result<void> apply(ChunkRows& rows) const;
 
   // Share of the dictionary's codes that are wanted.
   double share() const { return share_; }
+  // Whether codes are looked up in a set; else they are scanned.
   bool is_set() const { return std::holds_alternative<CodeSet>(kernel_); }
+  // The column that it filters by.
   const StoredColumn& column() const;
+  // As the library's table spells it.
   const char* kernel_name() const;
+  // The kernel's, of the library's table.
   uint32_t slot() const;
 
  private:

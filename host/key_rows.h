@@ -32,6 +32,7 @@ class KeyRows {
   // The rows of a chunk of fixed rows. Errors: another form of column, compressed, no such chunk.
   static Result<KeyRows> chunk(const StoredColumn& column, size_t chunk);
 
+  // Keys.
   uint32_t size() const { return rows_; }
   // COLX_FIXED, COLX_LP_SEP, COLX_HASH_VALUES, COLX_GD, COLX_HASHRID or COLX_HASHGD.
   uint32_t layout() const { return flags_; }
@@ -72,6 +73,7 @@ class RowValues {
   // Whether they serve `rows` rows of a table of `value_bytes`. The error says why not: another
   // number of values, another width, row numbers that 4 bytes do not hold.
   Result<void> check(uint32_t rows, uint32_t value_bytes) const;
+  // Makes `vector` the payload vector of a kernel, with `encoding` behind it.
   void describe(colx_cv& vector, colx_enc_ctx& encoding) const;
 
  private:

@@ -13,8 +13,8 @@ namespace colx::host {
 
 // What the kernels need of the processor.
 struct Processor {
-  bool has_sse42 = false;
-  bool has_popcnt = false;
+  bool has_sse42 = false;   // SSE4.2
+  bool has_popcnt = false;  // POPCNT
 };
 // The processor that runs this program.
 Processor this_processor();
@@ -44,7 +44,9 @@ class Library {
   // what they are called with. The record must outlive it.
   Library through(const colx_specialized_ctx& record) const;
 
+  // The record that its calls go through.
   const colx_specialized_ctx& record() const { return *record_; }
+  // What open() or attach() was told.
   const std::string& file() const { return file_; }
 
   // Names of the exported functions that this file lacks; empty for a complete library. An entry

@@ -19,6 +19,7 @@
 
 namespace colx::host {
 
+// What a record holds, by the list above.
 enum class RecordForm : uint32_t {
   row_ids = COLX_PART_SERVED | COLX_PART_RID,
   codes = COLX_PART_SERVED | COLX_PART_RID | COLX_PART_GD,
@@ -26,11 +27,13 @@ enum class RecordForm : uint32_t {
   fixed = COLX_PART_SERVED | COLX_PART_FIXED
 };
 
+// What records look like and which partition a hash leads to.
 struct PartitionOptions {
+  // codes takes KeyRows::codes() alone.
   RecordForm form = RecordForm::row_ids;
   // Partition of a hash: (hash & (2 << highest_bit) - 1) >> shift, as JoinTable tells it.
   uint32_t highest_bit = 63;  // shift to 63
-  uint32_t shift = 60;
+  uint32_t shift = 60;        // 0 to highest_bit
   uint32_t fixed_bytes = 0;   // fixed: bytes of each payload, 1 to 8191
   uint32_t region_bytes = 0;  // first room of a partition; 0: 4096
 };
@@ -52,10 +55,14 @@ class PartitionSet {
   // Splits regions of another set of payload records by this set's bits. Error: another form.
   Result<void> add(const PartitionSet& from, uint32_t partition);
 
+  // How many there are; some may be empty.
   uint32_t partitions() const { return static_cast<uint32_t>(regions_.size()); }
+  // As create() was told.
   RecordForm form() const { return options_.form; }
-  // Regions of a partition, and the bytes of records in one.
+  // Regions of `partition`, below partitions().
   size_t regions(uint32_t partition) const { return regions_[partition].size(); }
+  // The records in a region, below regions(partition), back to back; they hold until more are
+  // added.
   std::span<const uint8_t> records(uint32_t partition, size_t region) const;
   // The records of a region of row ids or codes as keys of JoinTable::build_partition().
   Result<KeyRows> keys(uint32_t partition, size_t region) const;

@@ -16,14 +16,17 @@
 
 namespace colx::host {
 
+// Values of a group.
 inline constexpr uint32_t prefix_group_values = 16;
+// Bytes of a value at most.
 inline constexpr uint32_t max_prefix_value_bytes = 8;
 
+// Groups as they are written; it owns them.
 struct PrefixGroups {
-  StreamBuffer stream;  // with the readable slack that the decoder needs
-  uint32_t values = 0;
-  uint32_t groups = 0;
-  uint32_t value_bytes = 0;
+  StreamBuffer stream;       // with the readable slack that the decoder needs
+  uint32_t values = 0;       // of all groups
+  uint32_t groups = 0;       // the last may have fewer values
+  uint32_t value_bytes = 0;  // 1 to 8
 
   // Room that colx_cv_data of the result needs: steps overwrite up to 15 bytes behind a group.
   size_t output_bytes() const { return size_t{values} * value_bytes + 15; }

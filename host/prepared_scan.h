@@ -47,6 +47,7 @@ class PreparedScan {
   Result<uint32_t> run(size_t chunk, RowBits& hits, HostServices& services,
                        Selection selection = {}) const;
 
+  // The column that it was bound to.
   const StoredColumn& column() const { return *column_; }
   uint32_t slot() const { return slot_; }  // of the library's table
   // As the library's table spells it.

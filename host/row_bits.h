@@ -20,21 +20,28 @@ class RowBits {
   // `bits` clear bits. Iteration over the vector asks for fewer than 2^31.
   explicit RowBits(uint64_t bits) : bits_(bits), memory_((word_count() + 1) * sizeof(uint64_t)) {}
 
+  // The same bits in memory of their own.
   RowBits copy() const;
 
+  // Bits.
   uint64_t size() const { return bits_; }
+  // Words that hold them, the spare one not counted.
   uint64_t word_count() const { return (bits_ + 63) / 64; }
   // The spare word is not part of the span.
   std::span<uint64_t> words() { return {data(), word_count()}; }
   std::span<const uint64_t> words() const { return {data(), word_count()}; }
+  // The first word; the spare word follows the last one. Null of RowBits().
   uint64_t* data() { return reinterpret_cast<uint64_t*>(memory_.data()); }
   const uint64_t* data() const { return reinterpret_cast<const uint64_t*>(memory_.data()); }
 
   // `row` below size().
   bool test(uint64_t row) const { return data()[row >> 6] >> (row & 63) & 1; }
+  // `row` below size().
   void set(uint64_t row) { data()[row >> 6] |= uint64_t{1} << (row & 63); }
+  // `row` below size().
   void clear(uint64_t row) { data()[row >> 6] &= ~(uint64_t{1} << (row & 63)); }
 
+  // Clears all words, the bits above size() too.
   void clear_all();
   // Sets the first size() bits and clears those above.
   void set_all();

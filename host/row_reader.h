@@ -16,6 +16,7 @@ class RowReader {
   // `chunk` below column.chunks.size().
   RowReader(const StoredColumn& column, size_t chunk);
 
+  // Whether next() has delivered the last row.
   bool at_end() const { return row_ == chunk_.rows; }
   // The next row's stored bytes, in the chunk's own memory. Only before the end.
   std::string_view next();

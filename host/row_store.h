@@ -22,12 +22,15 @@
 
 namespace colx::host {
 
+// How an entry leads to its bytes, by the list above.
 enum class StoreForm : uint32_t { lp = COLX_STORE_LP, dlp = COLX_STORE_DLP, cla = COLX_STORE_CLA };
 
 // The value of a column in a row of a store of rows; the row must have that column.
 std::string_view row_value(const char* row, uint32_t column);
 
+// What a store looks like.
 struct RowStoreOptions {
+  // dlp takes a single column.
   StoreForm form = StoreForm::cla;
   uint32_t page_bits = 16;  // 2^bits entries of a page, 1 to 24
   uint32_t page_bytes = 0;  // first room of a page's bytes; 0: 16 bytes an entry
@@ -43,12 +46,17 @@ class RowStore {
   static Result<RowStore> build(const Library& library, std::span<const KeyRows> columns,
                                 const RowStoreOptions& options = {});
 
+  // Values of a store of one column, rows of a store of rows.
   uint32_t entries() const { return entries_; }
+  // As build() was told.
   StoreForm form() const { return options_.form; }
+  // Whether an entry is a row of several columns.
   bool holds_rows() const { return holds_rows_; }
-  // Length of the shortest and of the longest entry: equal, they are the width of fixed results.
+  // Bytes of the shortest entry; if the longest has as many, they are the width of fixed results.
   uint32_t shortest() const { return shortest_; }
+  // Bytes of the longest entry.
   uint32_t longest() const { return longest_; }
+  // Memory of all pages.
   uint64_t bytes() const;
 
   // As gather takes it; `value_bits` is the width of results of fixed layout.

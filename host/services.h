@@ -35,6 +35,7 @@ struct AllocationCounters {
 // calls made with its env(); cached copies may outlive it.
 class HostServices {
  public:
+  // Services that run the kernels of `library`, which must outlive them.
   explicit HostServices(const Library& library);
   // Services that run the kernels of any dispatch table of COLX_DISPATCH_SLOTS slots; `decode` may
   // be null.
@@ -42,12 +43,15 @@ class HostServices {
   HostServices(const HostServices&) = delete;
   HostServices& operator=(const HostServices&) = delete;
 
+  // The record for colx_kctx_env; it belongs to this object.
   colx_env* env() { return &env_; }
+  // Blocks handed out so far.
   const AllocationCounters& counters() const { return *counters_; }
 
   // The services that a kernel's `env` belongs to; null if it is none of ours.
   static HostServices* of(const colx_env* env);
 
+  // The table whose kernels expand runs.
   const colx_kernel_fn* dispatch() const { return dispatch_; }
 
  private:

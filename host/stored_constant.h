@@ -14,8 +14,8 @@ namespace colx::host {
 // A constant as rows store their values: first byte most significant, zero bytes behind. A kernel
 // reads its whole word from the start of `bytes`, 1, 2, 4 or 8 bytes, and one byte of tie code.
 struct StoredConstant {
-  alignas(8) std::array<uint8_t, 8> bytes{};
-  uint8_t tie_code = 0;  // length - 1
+  alignas(8) std::array<uint8_t, 8> bytes{};  // the word as it is stored
+  uint8_t tie_code = 0;                       // length - 1
 };
 
 // A constant for fixed or dynp rows; its tie code is its length - 1. Errors: an empty value, a
@@ -33,10 +33,10 @@ StoredConstant counted_constant(int64_t number);
 // in a range. Without ties rows compare by their value alone, and 12 equals 12 00; with ties the
 // shorter of two equal values comes first, by the rows' lengths (dynp) or tie codes (fixed).
 struct ValuePredicate {
-  Compare compare = Compare::eq;
-  StoredConstant low{};
-  StoredConstant high{};
-  bool ties = false;
+  Compare compare = Compare::eq;  // on stored values
+  StoredConstant low{};           // the one constant, or the lower one
+  StoredConstant high{};          // only in a range
+  bool ties = false;              // whether lengths break ties
 };
 
 // The same predicate with constants that fit the rows of `format`: kernels want zero bytes behind a

@@ -17,20 +17,25 @@ namespace colx::host {
 // Moves, never copies. Reading from several threads is safe.
 class StreamBuffer {
  public:
-  static constexpr size_t alignment_bytes = 64;
-  static constexpr size_t slack_bytes = 16;
+  static constexpr size_t alignment_bytes = 64;  // of the first byte
+  static constexpr size_t slack_bytes = 16;      // behind the last byte
 
   // An empty stream without memory: data() is null.
   StreamBuffer() = default;
   // `size` zero bytes and the slack; also for a size of 0 data() is readable slack.
   explicit StreamBuffer(size_t size);
 
+  // Takes the memory; `other` is empty and without memory then.
   StreamBuffer(StreamBuffer&& other) noexcept;
+  // Likewise; what was here is released.
   StreamBuffer& operator=(StreamBuffer&& other) noexcept;
 
+  // The first byte, size() + slack_bytes readable from there; null without memory.
   uint8_t* data() { return bytes_.get(); }
   const uint8_t* data() const { return bytes_.get(); }
+  // Bytes of the stream, slack not counted.
   size_t size() const { return size_; }
+  // The stream without its slack.
   std::span<uint8_t> bytes() { return {data(), size_}; }
   std::span<const uint8_t> bytes() const { return {data(), size_}; }
 

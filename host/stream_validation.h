@@ -21,9 +21,9 @@ struct WpakStream {
   uint32_t decoded_bytes = 0;  // what decoding writes, exactly; compare it with colx_cv_image_len
   uint32_t symbols = 0;        // 1 to 1024
   uint32_t code_bits = 0;      // 0 to 10
-  uint32_t codes = 0;
-  size_t codes_at = 0;      // offset of the codes
-  size_t stream_bytes = 0;  // offset behind the last code
+  uint32_t codes = 0;          // in the stream
+  size_t codes_at = 0;         // offset of the codes
+  size_t stream_bytes = 0;     // offset behind the last code
 };
 
 // Proves that colx_wpak_decode_dydi, given a capacity of decoded_bytes or more,

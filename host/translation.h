@@ -20,8 +20,10 @@ class KeyColumn {
   // with 4 bytes), or a chunk is compressed.
   static Result<KeyColumn> of(const StoredColumn& column);
 
+  // The column that was read.
   const StoredColumn& column() const { return *column_; }
   uint32_t first() const { return first_; }  // of a column without rows: 0
+  // The largest key; of a column without rows 0.
   uint32_t last() const { return last_; }
 
  private:
@@ -31,16 +33,18 @@ class KeyColumn {
   uint32_t last_ = 0;
 };
 
+// What a translation found: rows of the chunk, counted from 0.
 struct TranslatedRows {
-  uint32_t hits = 0;
+  uint32_t hits = 0;            // rows with a code
   uint32_t first = UINT32_MAX;  // first and last row with a code; UINT32_MAX if there is none
-  uint32_t last = UINT32_MAX;
+  uint32_t last = UINT32_MAX;   // likewise
 };
 
 // A key column bound to a table and its kernel. Library, column and table must outlive it; threads
 // may share it.
 class Translation {
  public:
+  // Whether codes are wanted beside the rows that have one.
   enum class Output { rows, rows_and_codes };
 
   // Errors: keys outside the table, codes from a table of single bits, a kernel that is missing.

@@ -19,12 +19,14 @@
 
 namespace colx::host {
 
+// How elements are found, by the list above.
 enum class TableForm : uint32_t {
   flat = COLX_XLATE_SIM,
   offset = COLX_XLATE_OFF,
   paged = COLX_XLATE_IND
 };
 
+// How wide an element is.
 enum class ElementWidth : uint32_t {
   one_bit = COLX_WIDTH_BIT,
   four_bits = COLX_WIDTH_NIB,
@@ -33,6 +35,7 @@ enum class ElementWidth : uint32_t {
   four_bytes = COLX_WIDTH_UB4
 };
 
+// The same as a number of bits: 1, 4, 8, 16 or 32.
 constexpr uint32_t element_bits(ElementWidth width) {
   return width == ElementWidth::one_bit ? 1 : 2u << static_cast<uint32_t>(width);
 }
@@ -47,13 +50,17 @@ constexpr uint32_t no_code(ElementWidth width) {
 // The least width whose tables hold every code up to `largest`. Error: no table holds 2^32 - 1.
 Result<ElementWidth> element_width_for(uint32_t largest);
 
+// A key and what it is mapped to.
 struct KeyCode {
-  uint32_t key = 0;
-  uint32_t code = 0;
+  uint32_t key = 0;   // any number of 32 bits
+  uint32_t code = 0;  // below no_code() of the table
 };
 
+// What a table looks like and which keys it covers.
 struct TranslationOptions {
+  // paged is for keys far apart.
   TableForm form = TableForm::flat;
+  // element_width_for() says which one holds all codes.
   ElementWidth element = ElementWidth::one_byte;
   // Keys that may be looked up; others are refused before a kernel sees them. Flat tables start at
   // key 0 whatever `first_key` is, and so do the pages.
@@ -79,10 +86,15 @@ class TranslationTable {
   // not outlive the table.
   void describe(colx_cv& table, colx_enc_ctx& encoding, colx_kctx& kctx) const;
 
+  // As build() was told.
   TableForm form() const { return options_.form; }
+  // As build() was told.
   ElementWidth element() const { return options_.element; }
+  // The least key that may be looked up.
   uint32_t first_key() const { return options_.first_key; }
+  // The largest key that may be looked up.
   uint32_t last_key() const { return options_.last_key; }
+  // Whether `key` may be looked up; it need not have a code.
   bool covers(uint32_t key) const { return key >= first_key() && key <= last_key(); }
   // The code of a key that the table covers, or no_code().
   uint32_t code(uint32_t key) const;
@@ -90,6 +102,7 @@ class TranslationTable {
   uint64_t size() const { return uint64_t{last_key()} - base() + 1; }
   // The elements of a flat or offset table, as group-key translation reads them.
   const void* elements() const { return elements_.data(); }
+  // Bytes of all elements and of the list of pages.
   uint64_t bytes() const;
 
  private:

@@ -32,6 +32,7 @@
 
 namespace colx::host {
 
+// What a value is.
 enum class ValueKind : uint8_t {
   boolean,
   integer,
@@ -42,8 +43,9 @@ enum class ValueKind : uint8_t {
   text  // bytes, as a rule UTF-8; nobody checks that
 };
 
+// What a value is and how wide.
 struct ValueType {
-  ValueKind kind = ValueKind::integer;
+  ValueKind kind = ValueKind::integer;  // what a value is
   // Of a value elsewhere: 8, 16, 32 or 64 for integers; 32 (days) or 64 (milliseconds) for dates;
   // 32, 64, 128 or 256 for decimals; 32 or 64 for floating; 1 for booleans. Of a text's offsets: 32
   // or 64; 128 for text that comes as views. Here, integers have 64 bits and are days for dates.
@@ -51,19 +53,23 @@ struct ValueType {
   int32_t precision = 0;  // decimal: digits
   int32_t scale = 0;      // decimal: digits behind the point
 
+  // Whether all four are equal.
   bool operator==(const ValueType&) const = default;
 };
 
 // Values, the one of row r at index r (booleans: bit r). The value of a NULL row means nothing.
 // Text is seen, not owned: its bytes must outlive the record.
 struct DecodedColumn {
-  std::string name;
-  ValueType type;
+  std::string name;  // what errors call it
+  ValueType type;    // of every row
+  // One of them, by the kind: see the table above.
   std::variant<std::vector<int64_t>, std::vector<double>, std::vector<std::string_view>, RowBits>
       values;
   std::optional<RowBits> present;  // rows that have a value; none: all of them
 
+  // Rows, NULLs too.
   uint64_t rows() const;
+  // `row` below rows().
   bool is_null(uint64_t row) const { return present && !present->test(row); }
   // Whether `values` holds what `type.kind` says.
   bool values_are_of_their_kind() const;
@@ -74,16 +80,17 @@ DecodedColumn make_decoded_column(std::string name, const ValueType& type, uint6
 
 // A stored column, its type and what reads its values. Read-only once made; threads may share it.
 struct TypedColumn {
-  std::string name;
-  ValueType type;
-  StoredColumn column;
+  std::string name;     // what errors call it
+  ValueType type;       // as it was decoded
+  StoredColumn column;  // the rows
   // Of a column of codes: integers (booleans, dates, decimals too), doubles or text.
   std::variant<std::monostate, Dictionary<int64_t>, Dictionary<double>, Dictionary<std::string>>
       dictionary;
-  int64_t base = 0;  // fixed rows of integers hold value - base
-  uint64_t nulls = 0;
+  int64_t base = 0;    // fixed rows of integers hold value - base
+  uint64_t nulls = 0;  // rows that are NULL
 };
 
+// How the values of a column are stored.
 enum class StoredForm : uint8_t {
   smallest,  // codes, or fixed rows where they take fewer bytes than codes and dictionary
   codes,
@@ -94,10 +101,11 @@ enum class StoredForm : uint8_t {
 // What becomes of a text of no bytes, which a dictionary cannot tell from NULL.
 enum class EmptyText : uint8_t { refused, made_null };
 
+// How a column is stored.
 struct TypedColumnOptions {
-  StoredForm form = StoredForm::smallest;
-  EmptyText empty_text = EmptyText::refused;
-  uint32_t chunk_rows = max_chunk_rows;  // 1 to 65536
+  StoredForm form = StoredForm::smallest;     // the form
+  EmptyText empty_text = EmptyText::refused;  // only of text
+  uint32_t chunk_rows = max_chunk_rows;       // 1 to 65536
 };
 
 // Stores the values of a column; nothing of `decoded` is referred to afterwards. In fixed rows -0.0

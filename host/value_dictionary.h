@@ -30,6 +30,7 @@ enum class Compare : uint32_t {
   ge_lt = COLX_OPC_GE_LT,
   ge_le = COLX_OPC_GE_LE
 };
+// Whether it takes two constants.
 constexpr bool is_range(Compare compare) {
   return compare >= Compare::gt_lt;
 }
@@ -40,11 +41,12 @@ const char* name_of(Compare compare);
 // range. `matches` tells before any scan whether no code, every code or some codes of the
 // dictionary satisfy it, so that a host may skip the scan; scanning gives the same answer.
 struct CodePredicate {
+  // Codes of the dictionary that satisfy it.
   enum class Matches { none, some, all };
-  Compare compare = Compare::eq;
-  uint64_t low = 0;
-  uint64_t high = 0;
-  Matches matches = Matches::some;
+  Compare compare = Compare::eq;    // on codes
+  uint64_t low = 0;                 // a code
+  uint64_t high = 0;                // a code; only in a range
+  Matches matches = Matches::some;  // none and all: a scan is not needed
 };
 
 // Values of T in ascending order, code by code. T is int64_t, double or std::string.
@@ -67,17 +69,21 @@ class Dictionary {
   // max_symbol_bytes.
   static Result<Dictionary> build(std::span<const Key> values, bool nullable = false);
 
+  // Whether code 0 is NULL.
   bool nullable() const { return nullable_; }
   uint64_t size() const { return values_.size(); }             // values, NULL not counted
   uint64_t first_code() const { return nullable_ ? 1 : 0; }    // of the smallest value
   uint64_t end_code() const { return first_code() + size(); }  // one behind the largest value's
+  // The least width with kernels that holds every code.
   uint32_t narrowest_width_bits() const;
 
   // `code` from first_code() to end_code() - 1.
   const T& value(uint64_t code) const { return values_[code - first_code()]; }
+  // Nothing if the value is not in the dictionary.
   std::optional<uint64_t> code_of(Key value) const;
-  // First code whose value is not below `value` / is above it; end_code() if there is none.
+  // First code whose value is not below `value`; end_code() if there is none.
   uint64_t lower_bound(Key value) const;
+  // First code whose value is above `value`; end_code() if there is none.
   uint64_t upper_bound(Key value) const;
 
   // The predicate on codes that selects exactly the rows whose value satisfies the comparison,
@@ -94,6 +100,7 @@ class Dictionary {
   Result<std::vector<uint64_t>> encode(std::span<const Key> values,
                                        const RowBits* present = nullptr) const;
 
+  // What kernels read. Errors: as DictionaryImage::write().
   Result<DictionaryImage> image() const;
 
  private:
@@ -107,6 +114,7 @@ extern template class Dictionary<int64_t>;
 extern template class Dictionary<double>;
 extern template class Dictionary<std::string>;
 
+// How values and their codes are stored.
 struct DictionaryColumnOptions {
   uint32_t width_bits = 0;                 // 0: the narrowest that holds every code
   const RowBits* present = nullptr;        // rows that have a value; null: all, not nullable
@@ -117,8 +125,8 @@ struct DictionaryColumnOptions {
 // A dictionary and the column of its codes; the column holds the dictionary's image.
 template <class T>
 struct DictionaryColumn {
-  Dictionary<T> dictionary;
-  StoredColumn column;
+  Dictionary<T> dictionary;  // for predicates on values
+  StoredColumn column;       // its codes
 };
 
 // Builds the dictionary of `values` and stores their codes. Errors: those of build(), encode(),

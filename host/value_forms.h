@@ -32,7 +32,9 @@ void store_canonical(uint8_t* at, double value);
 // The double of 8 stored bytes; `stored` must have that length.
 double canonical_double_of(std::string_view stored);
 
+// The least integer with a counted form.
 inline constexpr int64_t min_counted = -(int64_t{1} << 56);
+// The largest integer with a counted form.
 inline constexpr int64_t max_counted = (int64_t{1} << 56) - 1;
 // The shortest counted form of `value`, from min_counted to max_counted, at `at` (8 bytes, those
 // behind the form are zeroed). Returns its length: 1 to 8 bytes.

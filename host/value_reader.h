@@ -26,13 +26,16 @@ namespace colx::host {
 // Values in the order that was asked for. The arrays belong to the reader and hold until its next
 // call; the values lie in the column's dictionary and hold as long as that.
 struct ValueBatch {
-  std::span<const uint32_t> codes;  // as unpacked; empty from ChunkReader::rows()
-  std::span<const char* const> data;
+  std::span<const uint32_t> codes;    // as unpacked; empty from ChunkReader::rows()
+  std::span<const char* const> data;  // where each value begins
   std::span<const uint16_t> lengths;  // bytes
   std::span<const uint16_t> flags;    // 2: NULL
 
+  // Values, NULLs too.
   size_t size() const { return data.size(); }
+  // `i` below size().
   bool is_null(size_t i) const { return flags[i] != 0; }
+  // `i` below size(); of a NULL no bytes.
   std::string_view bytes(size_t i) const { return {data[i], is_null(i) ? 0u : lengths[i]}; }
 };
 

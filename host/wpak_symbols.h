@@ -11,22 +11,28 @@
 
 namespace colx::host {
 
+// Symbols of a table at most.
 inline constexpr uint32_t max_wpak_symbols = 1024;
+// Bytes of a symbol at most.
 inline constexpr uint32_t max_wpak_symbol_bytes = 8;
 
 // A string of 1 to 8 bytes; its place in a table is its code.
 struct WpakSymbol {
-  uint64_t word = 0;  // the string as it lies in memory, bytes of 0 behind it
-  uint8_t length = 0;
+  uint64_t word = 0;   // the string as it lies in memory, bytes of 0 behind it
+  uint8_t length = 0;  // bytes, 1 to 8
 
+  // No string.
   WpakSymbol() = default;
   // `text` of 1 to 8 bytes.
   explicit WpakSymbol(std::string_view text) : length(static_cast<uint8_t>(text.size())) {
     std::memcpy(&word, text.data(), length);
   }
+  // The string of one byte.
   explicit WpakSymbol(uint8_t byte) : word(byte), length(1) {}
 
+  // The string, in this object.
   std::string_view text() const { return {reinterpret_cast<const char*>(&word), length}; }
+  // Whether the strings are equal.
   bool operator==(const WpakSymbol&) const = default;
 };
 
@@ -39,6 +45,7 @@ class WpakMatcher {
   // Distinct symbols, 65536 at most; they are copied.
   explicit WpakMatcher(std::span<const WpakSymbol> symbols);
 
+  // No code.
   static constexpr uint32_t none = ~uint32_t{0};
   // Code of the longest symbol at `at`, where `left` bytes may be read; `none` if there is none.
   uint32_t longest(const uint8_t* at, size_t left) const;
@@ -57,7 +64,7 @@ class WpakMatcher {
 struct WpakSearch {
   uint32_t most_symbols = max_wpak_symbols;  // at least the distinct bytes of the data
   size_t sample_bytes = 64 << 10;            // what is looked at, spread over the data
-  uint32_t generations = 8;
+  uint32_t generations = 8;                  // tables tried, one made of the other
 };
 
 // A table for `data`: each byte value that occurs, so that whatever the data hold can be encoded,

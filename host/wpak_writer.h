@@ -18,6 +18,7 @@
 
 namespace colx::host {
 
+// How a table of symbols is chosen.
 struct WpakOptions {
   // 0 to 10: a table that needs codes of exactly that many bits, filled up with arbitrary strings
   // if need be. Not set: whatever gives the smallest stream.
@@ -25,6 +26,7 @@ struct WpakOptions {
   // The two sections that decoders skip, filled with noise, this many bytes of them between X and
   // the codes. Nobody needs them; tests of decoders do.
   std::optional<uint32_t> section_gap_bytes{};
+  // What is looked at to find symbols.
   size_t sample_bytes = WpakSearch{}.sample_bytes;
 };
 

@@ -17,9 +17,11 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* Marks what the library exports. */
 #define COLX_API __attribute__((visibility("default")))
 
 #ifdef __cplusplus
+/* Checked while compiling, in either language. */
 #define COLX_STATIC_ASSERT(condition) static_assert(condition, #condition)
 extern "C" {
 #else
@@ -124,30 +126,30 @@ struct colx_cv {
 
 /* Encoding context: how a vector is stored. Read-only to the kernels. */
 struct colx_enc_ctx {
-  uint8_t colx_enc_ctx_key;         /* bits 5 to 12 of the column's dispatch index */
-  const void* colx_enc_ctx_symbols; /* dictionary: the values' bytes */
-  const void* colx_enc_ctx_one_len; /* dictionary of one length: that length, 2 bytes big-endian */
-  const void* colx_enc_ctx_cla;     /* dictionary: cumulative offsets, 4 bytes big-endian each */
-  uint32_t colx_enc_ctx_num_symbols;
+  uint8_t colx_enc_ctx_key;          /* bits 5 to 12 of the column's dispatch index */
+  const void* colx_enc_ctx_symbols;  /* dictionary: the values' bytes */
+  const void* colx_enc_ctx_one_len;  /* dictionary of one length: that length, 2 bytes big-endian */
+  const void* colx_enc_ctx_cla;      /* dictionary: cumulative offsets, 4 bytes big-endian each */
+  uint32_t colx_enc_ctx_num_symbols; /* dictionary: number of values */
   uint32_t colx_enc_ctx_layout;      /* COLX_DICT_ONE_LENGTH or COLX_DICT_CUMULATIVE */
   const void* colx_enc_ctx_rle_runs; /* a length per run, 1 byte or 2 bytes big-endian */
   uint8_t colx_enc_ctx_rle_width;    /* bits of a run length: 8 or 16 */
   uint32_t colx_enc_ctx_rle_rows;    /* number of runs */
   const void* colx_enc_ctx_rle_cla;  /* cumulative run positions, 4 bytes big-endian, runs + 1 */
-  colx_rle_expand_fn colx_enc_ctx_rle_expand;
-  uint64_t* colx_enc_ctx_rle_bits;        /* output of a scan: a bit per run */
-  uint16_t colx_enc_ctx_prefix_stride;    /* prefix coder: values per group, 16 */
-  int16_t colx_enc_ctx_prefix_value_len;  /* prefix coder: bytes per value, 1 to 8 */
-  uint32_t colx_enc_ctx_prefix_values;    /* prefix coder: values in all */
-  uint8_t colx_enc_ctx_bloom_partitioned; /* filter: 0 one bit array, else an array of pointers */
-  uint32_t colx_enc_ctx_bloom_hash_mask;
-  union { /* one field, two uses */
-    uint32_t colx_enc_ctx_bloom_part_shift;
-    uint32_t colx_enc_ctx_xlate_shift;
+  colx_rle_expand_fn colx_enc_ctx_rle_expand; /* never null on a run-length column */
+  uint64_t* colx_enc_ctx_rle_bits;            /* output of a scan: a bit per run */
+  uint16_t colx_enc_ctx_prefix_stride;        /* prefix coder: values per group, 16 */
+  int16_t colx_enc_ctx_prefix_value_len;      /* prefix coder: bytes per value, 1 to 8 */
+  uint32_t colx_enc_ctx_prefix_values;        /* prefix coder: values in all */
+  uint8_t colx_enc_ctx_bloom_partitioned;   /* filter: 0 one bit array, else an array of pointers */
+  uint32_t colx_enc_ctx_bloom_hash_mask;    /* filter: mask on the hash value */
+  union {                                   /* one field, two uses */
+    uint32_t colx_enc_ctx_bloom_part_shift; /* filter: from the masked hash to the partition */
+    uint32_t colx_enc_ctx_xlate_shift;      /* two-level table: from the key to the page */
   };
-  union { /* one field, two uses */
-    uint32_t colx_enc_ctx_bloom_bit_mask;
-    uint32_t colx_enc_ctx_xlate_mask;
+  union {                                 /* one field, two uses */
+    uint32_t colx_enc_ctx_bloom_bit_mask; /* filter: from the hash to the bit */
+    uint32_t colx_enc_ctx_xlate_mask; /* two-level table: from the key to the element of its page */
   };
   uint8_t colx_enc_ctx_dlp_bits;  /* offset bits of a dlp place */
   void** colx_enc_ctx_dlp_pages;  /* page base addresses of a dlp place */
@@ -159,7 +161,7 @@ struct colx_enc_ctx {
 
 /* Per-call context. The host builds one for each call. */
 struct colx_kctx {
-  colx_env* colx_kctx_env;
+  colx_env* colx_kctx_env;         /* the host's services */
   uint64_t* colx_kctx_selection;   /* rows to consider, or null; burst: the hits per run */
   uint32_t colx_kctx_flags;        /* COLX_KCTX_... */
   uint64_t colx_kctx_aux_set;      /* burst: set bits of colx_kctx_selection */
@@ -189,6 +191,7 @@ struct colx_env {
   /* Scratch for one call; *cookie receives the value to hand back on release, zero is 0. */
   void* (*colx_env_alloc)(void* host, uint64_t bytes, const char* label, uint32_t unit,
                           uint32_t zero, uint64_t* cookie);
+  /* Releases scratch. */
   void (*colx_env_free)(void* host, void* buffer, uint64_t cookie);
   /* Expands `image` into `out`, at most `capacity` bytes, and stores the length. 0 on success. */
   uint32_t (*colx_env_decode)(colx_decode_env* env, const void* image, void* out, uint32_t* out_len,
@@ -197,10 +200,12 @@ struct colx_env {
 
 /* What a decoder gets of the host's services. */
 struct colx_decode_env {
-  void* colx_denv_host;
-  void* colx_denv_heap;
+  void* colx_denv_host; /* colx_env_host of the caller's colx_env */
+  void* colx_denv_heap; /* colx_env_heap likewise */
+  /* colx_env_alloc likewise. */
   void* (*colx_denv_alloc)(void* host, uint64_t bytes, const char* label, uint32_t unit,
                            uint32_t zero, uint64_t* cookie);
+  /* colx_env_free likewise. */
   void (*colx_denv_free)(void* host, void* buffer, uint64_t cookie);
 };
 
@@ -215,16 +220,16 @@ typedef struct colx_lbiwv_ictx {
 
 /* One record of colx_kctx_prefix_ptrs. */
 typedef struct colx_prefix_ptr {
-  const void* colx_prefix_ptr_value;
-  uint16_t colx_prefix_ptr_length;
-  uint8_t colx_prefix_ptr_zero[6];
+  const void* colx_prefix_ptr_value; /* the value in the decoder's output */
+  uint16_t colx_prefix_ptr_length;   /* its bytes */
+  uint8_t colx_prefix_ptr_zero[6];   /* written as 0 */
 } colx_prefix_ptr;
 
 /* Call statistics of the host, an entry per dispatch slot. */
 typedef struct colx_stats_ctx {
-  uint64_t colx_stats_opaque[7];
-  const uint32_t* colx_stats_calls;
-  const double* colx_stats_mrows; /* million rows a second */
+  uint64_t colx_stats_opaque[7];    /* the host's own */
+  const uint32_t* colx_stats_calls; /* calls of each slot */
+  const double* colx_stats_mrows;   /* million rows a second */
 } colx_stats_ctx;
 
 /* Hash of `length` key bytes (never above 65535) under a seed. Must be pure and thread-safe. */
@@ -241,7 +246,7 @@ enum {
 
 /* A hash table of 64-byte buckets; the host owns and clears the bucket arrays. */
 typedef struct colx_ht {
-  uint32_t colx_ht_type;
+  uint32_t colx_ht_type;         /* COLX_HT_... */
   uint8_t colx_ht_bucket_hi;     /* highest hash bit of the bucket number; 63 or more: all up */
   uint8_t colx_ht_part_hi;       /* highest hash bit of the partition number; likewise */
   uint8_t colx_ht_part_shift;    /* right shift of the partition field */
@@ -263,12 +268,12 @@ enum {
 
 /* The output of a partitioning: a cursor and an end per partition. */
 typedef struct colx_part_set {
-  uint32_t colx_part_type;
+  uint32_t colx_part_type;      /* COLX_PART_... */
   uint8_t colx_part_hi;         /* highest hash bit of the partition field; 63: all bits up */
   uint8_t colx_part_shift;      /* right shift of the partition field */
   uint16_t colx_part_fixed_len; /* fixed records: payload bytes a record carries */
-  void** colx_part_cursors;
-  void** colx_part_ends; /* never null */
+  void** colx_part_cursors;     /* per partition: where the next record goes */
+  void** colx_part_ends;        /* per partition: first address past its room; never null */
 } colx_part_set;
 
 /* Bits of colx_store_type, tested in the order lp, dlp, cla. */
@@ -281,19 +286,19 @@ enum {
 
 /* A row store of pages: source of gather, target and source of transpose. */
 typedef struct colx_row_store {
-  uint32_t colx_store_type;
+  uint32_t colx_store_type;       /* COLX_STORE_... */
   uint16_t colx_store_ncols;      /* entries of a row in a matrix */
   uint16_t colx_store_value_bits; /* width of a value for results of fixed layout */
   uint8_t colx_store_page_hi;     /* highest index bit of the page number; 63: all up */
   uint8_t colx_store_page_shift;  /* low index bits that make the entry; 64: one page */
   void** colx_store_lp_pages;     /* arrays of 16-byte lp records */
-  void** colx_store_lp_write;
-  void** colx_store_dlp_pages; /* arrays of 64-bit words */
-  void** colx_store_cla_pages; /* arrays of 32-bit offsets, machine byte order */
-  void** colx_store_cla_write;
-  void** colx_store_data_bases; /* cla: base address of the value bytes, per page */
-  void** colx_store_data_cursors;
-  void** colx_store_data_ends;
+  void** colx_store_lp_write;     /* per block or partition: where the next lp record goes */
+  void** colx_store_dlp_pages;    /* arrays of 64-bit words */
+  void** colx_store_cla_pages;    /* arrays of 32-bit offsets, machine byte order */
+  void** colx_store_cla_write;    /* per partition: where the next offset goes */
+  void** colx_store_data_bases;   /* cla: base address of the value bytes, per page */
+  void** colx_store_data_cursors; /* per partition: where the next value goes */
+  void** colx_store_data_ends;    /* per partition: first address past the values' room */
 } colx_row_store;
 
 /* ---------------------------------------------------------------- the dispatch index */
@@ -392,7 +397,9 @@ typedef uint32_t (*colx_binary_fn)(colx_cv* res, colx_cv* src, colx_cv* other, c
 
 /* ---------------------------------------------------------------- call shapes of the entries */
 
+/* One word that is not read. */
 typedef void colx_setup_call(uint64_t unused);
+/* No arguments; returns 0. */
 typedef uint32_t colx_thread_call(void);
 
 /* Word bit vectors: arrays of 64-bit words, row r in word r >> 6 at bit r & 63. `dst` may be any
@@ -400,8 +407,10 @@ typedef uint32_t colx_thread_call(void);
  * (may be null) receives the set bits among the first nbits. */
 typedef void colx_lbiwv_unary_call(uint64_t* dst, uint32_t* count, const uint64_t* a,
                                    uint64_t nbits);
+/* Two inputs; otherwise as above. */
 typedef void colx_lbiwv_binary_call(uint64_t* dst, uint32_t* count, const uint64_t* a,
                                     const uint64_t* b, uint64_t nbits);
+/* Three inputs; otherwise as above. */
 typedef void colx_lbiwv_ternary_call(uint64_t* dst, uint32_t* count, const uint64_t* a,
                                      const uint64_t* b, const uint64_t* c, uint64_t nbits);
 /* `count` must not be null; the count is also returned. */
@@ -415,8 +424,10 @@ typedef void colx_lbiwv_ini2_call(colx_lbiwv_ictx* ctx, const uint64_t* bits, ui
 
 /* Byte bit vectors: ceil(nbits / 8) bytes without alignment, none touched behind the last. */
 typedef void colx_lbiv_unary_call(void* dst, uint32_t* count, const void* a, uint64_t nbits);
+/* Two inputs; otherwise as above. */
 typedef void colx_lbiv_binary_call(void* dst, uint32_t* count, const void* a, const void* b,
                                    uint64_t nbits);
+/* Three inputs; otherwise as above. */
 typedef void colx_lbiv_ternary_call(void* dst, uint32_t* count, const void* a, const void* b,
                                     const void* c, uint64_t nbits);
 /* `count` must not be null. */
@@ -437,31 +448,60 @@ typedef uint64_t colx_bit_run_call(uint64_t unused1, uint64_t unused2);
 typedef uint64_t colx_bit_runs_call(uint64_t unused1, uint64_t unused2, uint64_t unused3,
                                     uint64_t unused4);
 
-/* The filter is a colx_cv; kctx must not be null. */
+/* Sets the bits of the rows of `src`, big-endian hash values, that pass `filter`; `res` begins
+ * clear. `kctx` must not be null and holds the first row. Returns 0, 1 or 2. */
 typedef uint32_t colx_bloom_call(colx_cv* res, colx_cv* src, colx_cv* filter, colx_kctx* kctx);
+/* `xs` and `ys` are the vertices of a polygon and `px`, `py` a point, all doubles in machine byte
+ * order; element 0 of `res` receives how many edges a ray to the right crosses. Returns 0. */
 typedef uint32_t colx_spatial_pip_call(colx_cv* res, colx_cv* xs, colx_cv* ys, colx_cv* px,
                                        colx_cv* py, colx_kctx* kctx);
+/* 32-bit keys of `num_cols` adjacent columns of codes into `res`, whose colx_cv_num_of_rows is its
+ * room in keys; `key_space` receives what every key is below; `scratch` is room for 32-bit codes.
+ * Rows start at colx_kctx_position. Returns 0, 2, 3 or 9. */
 typedef uint32_t colx_groupkey_call(colx_cv* res, uint32_t* key_space, colx_cv* cols,
                                     uint32_t num_cols, colx_cv* scratch, colx_kctx* kctx);
+/* Adds the numbers of `src` to the accumulators of `res`: row r to the one of its 32-bit key in
+ * `groups`. Float and double accumulators for their like, 64-bit integers for dsb. Returns 0 or 10.
+ */
 typedef uint32_t colx_gby_sum_call(colx_cv* res, colx_cv* src, colx_cv* groups, void* unused);
+/* Conversion: numbers of `src` into `res`, or their sum (COLX_KCTX_SUM); `kctx` may be null. Prefix
+ * decoder: groups of `src` into `res`, which needs 15 bytes of room behind them. Returns 0 or 10.
+ */
 typedef uint32_t colx_three_call(colx_cv* res, colx_cv* src, colx_kctx* kctx);
+/* Hashes the keys of `src` into `res`, 8 bytes each in machine byte order. `seeds` holds one seed
+ * of 8 bytes for all rows, or one a row. Returns 0 or 2. */
 typedef uint32_t colx_hash_call(colx_cv* res, colx_cv* src, colx_cv* seeds, colx_hash_fn fn,
                                 void* unused);
+/* Adds the rows of `src` with their values of `payload`: to partition `part`, or, if that is
+ * negative, to those that the hashes name. Returns 0, 2 or 6; the place is in `kctx`. */
 typedef uint32_t colx_ht_build_call(colx_ht* ht, colx_cv* src, colx_cv* payload, int32_t part,
                                     colx_hash_fn fn, colx_kctx* kctx);
+/* Writes a record of 16 bytes, probe value and build value, for each match of a row of `src`.
+ * colx_cv_num_of_rows of `res` is the room in records, then how many there are. Returns 0, 2 or 7;
+ * the place is in `kctx`. */
 typedef uint32_t colx_ht_probe_call(colx_cv* res, colx_cv* src, colx_cv* payload, const colx_ht* ht,
                                     colx_hash_fn fn, colx_kctx* kctx);
+/* Writes a record a row at the cursor of the row's partition and moves the cursor on. Returns 0, 2
+ * or 5; the place is in `kctx`. */
 typedef uint32_t colx_partition_call(colx_part_set* parts, colx_cv* src, colx_cv* payload,
                                      colx_hash_fn fn, colx_kctx* kctx);
+/* The values that the entry numbers or records of `src` refer to, into `res` of colx_cv_capacity
+ * bytes. Returns 0, 2 or 9; the place is in `kctx`. */
 typedef uint32_t colx_gather_call(colx_cv* res, colx_cv* src, const colx_row_store* store,
                                   colx_kctx* kctx);
-/* `base` is the matrix for a negative `block`, which only fixed and lp_sep columns may use. */
+/* Enters the values of `src` as column `col` of matrix `block`. Returns 0 or 2.
+ *
+ * `base` is the matrix for a negative `block`, which only fixed and lp_sep columns may use. */
 typedef uint32_t colx_transpose_reference_call(colx_row_store* store, colx_cv* src, uint32_t col,
                                                int32_t block, void* base);
-/* Rows `from` to `to`, both included. */
+/* Copies rows `from` to `to`, both included, of matrix `block` into partition `part` of `out`.
+ * Returns 0, 2 or 8; the place is in `kctx`. */
 typedef uint32_t colx_transpose_convert_call(colx_row_store* out, const colx_row_store* in,
                                              int32_t part, int32_t block, uint32_t from,
                                              uint32_t to, colx_kctx* kctx);
+/* Expands `stream` into `out`, at most `capacity` bytes, and stores the length. Reads up to 16
+ * bytes behind the stream. Returns 0, or 10 for a header that is not sound; see
+ * docs/undefined-inputs.md. */
 typedef uint32_t colx_wpak_decode_call(colx_decode_env* env, const void* stream, void* out,
                                        uint32_t* out_len, uint32_t capacity);
 /* Cumulative array of `src_len` lengths as big-endian 32-bit numbers; returns src_len + 1.
@@ -471,75 +511,80 @@ typedef uint32_t colx_build_cla_call(void* res, uint32_t res_len, const void* sr
 
 /* ---------------------------------------------------------------- the exported record */
 
+/* Value of colx_sctx_magic. */
 #define COLX_SCTX_MAGIC   0xB9018218u
+/* Text of colx_sctx_version. */
 #define COLX_SCTX_VERSION "19.1-1"
+/* Text of colx_sctx_name. */
 #define COLX_SCTX_NAME    "tvlpsse4219"
 
 /* All fields are 64 bits wide. An entry whose function is missing from a build is null. */
 typedef struct colx_specialized_ctx {
-  uint64_t colx_sctx_magic;
-  const char* colx_sctx_version;
-  uint64_t colx_sctx_rev;
-  const char* colx_sctx_name;
-  uint64_t colx_sctx_sizes[10];
-  const colx_kernel_fn* colx_sctx_dispatch; /* COLX_DISPATCH_SLOTS slots */
-  colx_setup_call* colx_sctx_init_sharedlib;
-  colx_setup_call* colx_sctx_set_trace_level;
-  colx_lbiv_popcnt_call* colx_sctx_lbivpopcnt;
-  colx_lbiv_unary_call* colx_sctx_lbivnot;
-  colx_lbiv_binary_call* colx_sctx_lbivand;
-  colx_lbiv_binary_call* colx_sctx_lbivor;
-  colx_lbiv_binary_call* colx_sctx_lbivxor;
-  colx_lbiv_binary_call* colx_sctx_lbivandnot;
-  colx_lbiv_ternary_call* colx_sctx_lbivand3;
-  colx_lbiv_ternary_call* colx_sctx_lbivor3;
-  colx_lbiv_ternary_call* colx_sctx_lbivxor3;
-  colx_lbiv_range_call* colx_sctx_lbivset_range;
-  colx_lbiv_range_call* colx_sctx_lbivclr_range;
-  colx_lbiv_ini2_call* colx_sctx_lbiv_ictx_ini2;
-  colx_bit_iter_call* colx_sctx_lbiviter;
-  colx_bit_iter_call* colx_sctx_lbiviter_clr;
-  colx_bit_ones_call* colx_sctx_lbivones;
-  colx_bit_run_call* colx_sctx_lbivrun;
-  colx_bit_runs_call* colx_sctx_lbivruns;
-  colx_lbiwv_popcnt_call* colx_sctx_lbiwvpopcnt;
-  colx_lbiwv_unary_call* colx_sctx_lbiwvnot;
-  colx_lbiwv_binary_call* colx_sctx_lbiwvand;
-  colx_lbiwv_binary_call* colx_sctx_lbiwvor;
-  colx_lbiwv_binary_call* colx_sctx_lbiwvxor;
-  colx_lbiwv_binary_call* colx_sctx_lbiwvandnot;
-  colx_lbiwv_ternary_call* colx_sctx_lbiwvand3;
-  colx_lbiwv_ternary_call* colx_sctx_lbiwvor3;
-  colx_lbiwv_ternary_call* colx_sctx_lbiwvxor3;
-  colx_lbiwv_range_call* colx_sctx_lbiwvset_range;
-  colx_lbiwv_range_call* colx_sctx_lbiwvclr_range;
-  colx_lbiwv_ini2_call* colx_sctx_lbiwv_ictx_ini2;
-  colx_bit_iter_call* colx_sctx_lbiwviter;
-  colx_bit_iter_call* colx_sctx_lbiwviter_clr;
-  colx_bit_ones_call* colx_sctx_lbiwvones;
-  colx_bit_run_call* colx_sctx_lbiwvrun;
-  colx_bit_runs_call* colx_sctx_lbiwvruns;
-  colx_bloom_call* colx_sctx_bloom;
-  colx_spatial_pip_call* colx_sctx_spatial_pip;
-  colx_groupkey_call* colx_sctx_groupkey;
-  colx_gby_sum_call* colx_sctx_gby_sum;
-  colx_three_call* colx_sctx_convert;
-  colx_three_call* colx_sctx_prefix_decode;
-  colx_hash_call* colx_sctx_hash;
-  colx_ht_build_call* colx_sctx_ht_build;
-  colx_ht_probe_call* colx_sctx_ht_probe;
-  colx_partition_call* colx_sctx_partition;
-  colx_gather_call* colx_sctx_gather;
-  colx_transpose_reference_call* colx_sctx_transpose_reference;
-  colx_transpose_convert_call* colx_sctx_transpose_convert;
-  colx_wpak_decode_call* colx_sctx_wpak_decode;
-  colx_thread_call* colx_sctx_thread_ctx_init;
-  colx_thread_call* colx_sctx_thread_ctx_fini;
+  uint64_t colx_sctx_magic;                                     /* COLX_SCTX_MAGIC */
+  const char* colx_sctx_version;                                /* COLX_SCTX_VERSION */
+  uint64_t colx_sctx_rev;                                       /* 3 */
+  const char* colx_sctx_name;                                   /* COLX_SCTX_NAME */
+  uint64_t colx_sctx_sizes[10];                                 /* 8, 8, 8, 8, 8, 8, 8, 16, 0, 16 */
+  const colx_kernel_fn* colx_sctx_dispatch;                     /* COLX_DISPATCH_SLOTS slots */
+  colx_setup_call* colx_sctx_init_sharedlib;                    /* colx_init_sharedlib_dydi */
+  colx_setup_call* colx_sctx_set_trace_level;                   /* colx_set_trace_level_dydi */
+  colx_lbiv_popcnt_call* colx_sctx_lbivpopcnt;                  /* colx_lbivpopcnt_dydi */
+  colx_lbiv_unary_call* colx_sctx_lbivnot;                      /* colx_lbivnot_dydi */
+  colx_lbiv_binary_call* colx_sctx_lbivand;                     /* colx_lbivand_dydi */
+  colx_lbiv_binary_call* colx_sctx_lbivor;                      /* colx_lbivor_dydi */
+  colx_lbiv_binary_call* colx_sctx_lbivxor;                     /* colx_lbivxor_dydi */
+  colx_lbiv_binary_call* colx_sctx_lbivandnot;                  /* colx_lbivandnot_dydi */
+  colx_lbiv_ternary_call* colx_sctx_lbivand3;                   /* colx_lbivand3_dydi */
+  colx_lbiv_ternary_call* colx_sctx_lbivor3;                    /* colx_lbivor3_dydi */
+  colx_lbiv_ternary_call* colx_sctx_lbivxor3;                   /* colx_lbivxor3_dydi */
+  colx_lbiv_range_call* colx_sctx_lbivset_range;                /* colx_lbivset_range_dydi */
+  colx_lbiv_range_call* colx_sctx_lbivclr_range;                /* colx_lbivclr_range_dydi */
+  colx_lbiv_ini2_call* colx_sctx_lbiv_ictx_ini2;                /* colx_lbiv_ictx_ini2_dydi */
+  colx_bit_iter_call* colx_sctx_lbiviter;                       /* colx_lbiviter_dydi */
+  colx_bit_iter_call* colx_sctx_lbiviter_clr;                   /* colx_lbiviter_clr_dydi */
+  colx_bit_ones_call* colx_sctx_lbivones;                       /* colx_lbivones_dydi */
+  colx_bit_run_call* colx_sctx_lbivrun;                         /* colx_lbivrun_dydi */
+  colx_bit_runs_call* colx_sctx_lbivruns;                       /* colx_lbivruns_dydi */
+  colx_lbiwv_popcnt_call* colx_sctx_lbiwvpopcnt;                /* colx_lbiwvpopcnt_dydi */
+  colx_lbiwv_unary_call* colx_sctx_lbiwvnot;                    /* colx_lbiwvnot_dydi */
+  colx_lbiwv_binary_call* colx_sctx_lbiwvand;                   /* colx_lbiwvand_dydi */
+  colx_lbiwv_binary_call* colx_sctx_lbiwvor;                    /* colx_lbiwvor_dydi */
+  colx_lbiwv_binary_call* colx_sctx_lbiwvxor;                   /* colx_lbiwvxor_dydi */
+  colx_lbiwv_binary_call* colx_sctx_lbiwvandnot;                /* colx_lbiwvandnot_dydi */
+  colx_lbiwv_ternary_call* colx_sctx_lbiwvand3;                 /* colx_lbiwvand3_dydi */
+  colx_lbiwv_ternary_call* colx_sctx_lbiwvor3;                  /* colx_lbiwvor3_dydi */
+  colx_lbiwv_ternary_call* colx_sctx_lbiwvxor3;                 /* colx_lbiwvxor3_dydi */
+  colx_lbiwv_range_call* colx_sctx_lbiwvset_range;              /* colx_lbiwvset_range_dydi */
+  colx_lbiwv_range_call* colx_sctx_lbiwvclr_range;              /* colx_lbiwvclr_range_dydi */
+  colx_lbiwv_ini2_call* colx_sctx_lbiwv_ictx_ini2;              /* colx_lbiwv_ictx_ini2_dydi */
+  colx_bit_iter_call* colx_sctx_lbiwviter;                      /* colx_lbiwviter_dydi */
+  colx_bit_iter_call* colx_sctx_lbiwviter_clr;                  /* colx_lbiwviter_clr_dydi */
+  colx_bit_ones_call* colx_sctx_lbiwvones;                      /* colx_lbiwvones_dydi */
+  colx_bit_run_call* colx_sctx_lbiwvrun;                        /* colx_lbiwvrun_dydi */
+  colx_bit_runs_call* colx_sctx_lbiwvruns;                      /* colx_lbiwvruns_dydi */
+  colx_bloom_call* colx_sctx_bloom;                             /* colx_bloom_dydi */
+  colx_spatial_pip_call* colx_sctx_spatial_pip;                 /* colx_spatial_pip_dydi */
+  colx_groupkey_call* colx_sctx_groupkey;                       /* colx_groupkey_dydi */
+  colx_gby_sum_call* colx_sctx_gby_sum;                         /* colx_gby_sum_dydi */
+  colx_three_call* colx_sctx_convert;                           /* colx_convert_dydi */
+  colx_three_call* colx_sctx_prefix_decode;                     /* colx_prefix_decode_dydi */
+  colx_hash_call* colx_sctx_hash;                               /* colx_hash_dydi */
+  colx_ht_build_call* colx_sctx_ht_build;                       /* colx_ht_build_dydi */
+  colx_ht_probe_call* colx_sctx_ht_probe;                       /* colx_ht_probe_dydi */
+  colx_partition_call* colx_sctx_partition;                     /* colx_partition_dydi */
+  colx_gather_call* colx_sctx_gather;                           /* colx_gather_dydi */
+  colx_transpose_reference_call* colx_sctx_transpose_reference; /* colx_transpose_reference_dydi */
+  colx_transpose_convert_call* colx_sctx_transpose_convert;     /* colx_transpose_convert_dydi */
+  colx_wpak_decode_call* colx_sctx_wpak_decode;                 /* colx_wpak_decode_dydi */
+  colx_thread_call* colx_sctx_thread_ctx_init;                  /* colx_thread_ctx_init_dydi */
+  colx_thread_call* colx_sctx_thread_ctx_fini;                  /* colx_thread_ctx_fini_dydi */
 } colx_specialized_ctx;
 
 /* ---------------------------------------------------------------- exported data and functions */
 
+/* What a host reads first; constant. */
 extern COLX_API const colx_specialized_ctx colx_global_specialized_ctx;
+/* The kernels; null where there is none. */
 extern COLX_API const colx_kernel_fn colx_dispatch_table[COLX_DISPATCH_SLOTS];
 /* The kernel's name as its function is spelled; "colx_invalid_dispatch" for an empty slot. */
 extern COLX_API const char* const colx_dispatch_func_names[COLX_DISPATCH_SLOTS];
@@ -636,7 +681,9 @@ extern void host_raise_internal(void* host, void* error_frame, const char* text,
 
 /* ---------------------------------------------------------------- the binary contract */
 
+/* A record's size. */
 #define COLX_SIZE(type, bytes)     COLX_STATIC_ASSERT(sizeof(type) == (bytes))
+/* A field's place in its record. */
 #define COLX_AT(type, field, byte) COLX_STATIC_ASSERT(offsetof(type, field) == (byte))
 
 COLX_SIZE(colx_cv, 96);
