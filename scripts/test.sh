@@ -4,8 +4,9 @@
 # usage: test.sh [--all]
 #
 # Builds as a newcomer would and runs the demo, then the fuzz targets for 10 seconds each (fuzz.sh
-# for longer), the suite under AddressSanitizer and UndefinedBehaviorSanitizer, the release suite and
-# on an emulated baseline processor those tests of it that end within seconds there.
+# for longer), the suite under AddressSanitizer and UndefinedBehaviorSanitizer, the release suite,
+# the Arrow data interface against DuckDB (a line says so where that cannot be had), and on an
+# emulated baseline processor those tests of the suite that end within seconds there.
 # --all adds, one variant at a time, the debug build, the Clang build and ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -47,6 +48,9 @@ for variant in "${variants[@]}"; do
   echo "== $variant: tests"
   ctest --preset "$variant" --output-on-failure -j "$(nproc)"
 done
+
+echo "== Arrow data interface, with DuckDB"
+scripts/check_arrow.sh
 
 echo "== baseline processor"
 scripts/baseline.sh

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Checks columns in and out through the Arrow C data interface against an implementation of it that
+# is not ours: DuckDB hands tables over and takes results back, and says whether they are right.
+#
+# usage: check_arrow.sh [BUILD_FOLDER]      where the tests were built; build-release if not given
+#
+# Installs DuckDB's Node binding, whose shared library it loads, from npm into the build folder,
+# once. Where that cannot be had it says so in one line and ends well: nothing was checked.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+cd "$root"
+program=${1-build-release}/tests/arrow/duckdb_arrow_check
+work=$root/build/duckdb
+library=$work/node_modules/@duckdb/node-bindings-linux-x64/libduckdb.so
+
+[ -x "$program" ] || {
+  echo "$program is not built" >&2
+  exit 2
+}
+
+not_to_be_had() {
+  echo "DuckDB could not be had: $1. The Arrow interface was not checked against it."
+  exit 0
+}
+
+if [ ! -f "$library" ]; then
+  command -v npm >/dev/null || not_to_be_had "npm is missing"
+  mkdir -p "$work"
+  timeout 300 npm install --prefix "$work" --no-audit --no-fund --fetch-retries=1 @duckdb/node-api \
+    >"$work/npm.log" 2>&1 ||
+    not_to_be_had "npm could not install @duckdb/node-api ($(grep -m 1 'code' "$work/npm.log" ||
+      echo "it took too long"))"
+  [ -f "$library" ] || not_to_be_had "the package holds no library for this machine"
+fi
+
+exec "$program" "$library" --gtest_brief=1
