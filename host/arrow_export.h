@@ -20,8 +20,8 @@ namespace colx::host {
 
 // Schema and rows; released with the record unless they were moved on.
 struct ArrowBatch {
-  ArrowSchemaOwner schema;
-  ArrowArrayOwner array;
+  ArrowSchemaOwner schema;  // their type
+  ArrowArrayOwner array;    // the rows
 };
 
 // One column as an array of its type. Buffers start at multiples of 64 bytes. A column without NULL

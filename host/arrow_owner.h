@@ -19,6 +19,7 @@ class ArrowOwner {
   // Takes over what `record` holds and marks it released, as a move of the interface does.
   explicit ArrowOwner(Record& record) : record_(record) { record.release = nullptr; }
   ArrowOwner(ArrowOwner&& other) noexcept : ArrowOwner(other.record_) {}
+  // What was owned is released first.
   ArrowOwner& operator=(ArrowOwner&& other) noexcept {
     if (this != &other) {
       reset();
@@ -31,8 +32,11 @@ class ArrowOwner {
 
   // Nothing is owned: never filled, or handed on.
   bool empty() const { return record_.release == nullptr; }
+  // The record, owned or empty; it stays the owner's.
   const Record& operator*() const { return record_; }
+  // Its fields.
   const Record* operator->() const { return &record_; }
+  // The record, for consumers that may move parts of it out; it stays the owner's.
   Record* get() { return &record_; }
 
   // An empty record for a producer to fill; what was owned is released.
@@ -55,7 +59,9 @@ class ArrowOwner {
   Record record_{};
 };
 
+// Owns rows.
 using ArrowArrayOwner = ArrowOwner<ArrowArray>;
+// Owns a type.
 using ArrowSchemaOwner = ArrowOwner<ArrowSchema>;
 
 }  // namespace colx::host

@@ -12,9 +12,9 @@ namespace colx::host {
 
 // Rows of an array, counted from its own offset.
 struct ArrowSlice {
-  const ArrowArray* array = nullptr;
-  int64_t first = 0;
-  int64_t rows = 0;
+  const ArrowArray* array = nullptr;      // whose rows; it outlives the slice
+  int64_t first = 0;                      // row of the array, 0 or more
+  int64_t rows = 0;                       // how many
   const uint8_t* row_validity = nullptr;  // a bitmap of the rows' parent, or null
   int64_t row_validity_offset = 0;        // its bit of row 0 of the slice
 };
