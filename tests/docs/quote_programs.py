@@ -1,11 +1,11 @@
 """Checks that the pages of docs/ quote programs that are compiled, and print what they print.
 
-usage: docs_quote_programs.py SOURCE_DIR PROGRAM_DIR LIBRARY
+usage: quote_programs.py SOURCE_DIR PROGRAM_DIR LIBRARY
 
 A block of C or C++ stands below a line <!-- FILE: REGION --> and is, to the letter, what FILE has
-between the lines "// region: REGION" and "// end". A block of text below <!-- FILE prints --> is a
-run of whole lines of what the program of FILE prints. A page that quotes a program marks all its
-blocks of text. Every region of the programs in examples/guide is quoted by some page, and every one
+between the lines "// region: REGION" and "// end"; or it stands below <!-- FILE --> and is a run of
+whole lines of FILE. A block of text below <!-- FILE prints --> is a run of whole lines of what the
+program of FILE prints. A page that quotes a program marks all its blocks of text. Every region of the programs in examples/guide is quoted by some page, and every one
 of those programs ends with status 0.
 """
 
@@ -17,6 +17,7 @@ from pathlib import Path
 
 FENCE = re.compile(r"^```(\w*)$")
 QUOTE = re.compile(r"^<!-- (\S+): (\w+) -->$")
+LINES = re.compile(r"^<!-- (\S+) -->$")
 PRINTS = re.compile(r"^<!-- (\S+) prints -->$")
 
 
@@ -64,12 +65,13 @@ class Programs:
         return self.regions[name].get(region)
 
     def output(self, name):
+        """What the program of a file prints; None if there is none or it fails."""
         if name not in self.outputs:
-            run = subprocess.run([self.folder / Path(name).stem, self.library],
-                                 capture_output=True, text=True, timeout=300)
-            self.outputs[name] = run.stdout
-            if run.returncode != 0:
-                return None
+            program, self.outputs[name] = self.folder / Path(name).stem, None
+            if program.is_file():
+                run = subprocess.run([program, self.library], capture_output=True, text=True,
+                                     timeout=300)
+                self.outputs[name] = run.stdout if run.returncode == 0 else None
         return self.outputs[name]
 
 
@@ -79,6 +81,12 @@ def faults_of(page, programs):
     for line, language, text, above in found:
         where = f"{page.name}:{line}"
         if language in ("c", "cpp"):
+            lines = LINES.match(above)
+            if lines:
+                file = programs.source / lines.group(1)
+                if not file.is_file() or f"\n{text}\n" not in f"\n{file.read_text()}":
+                    yield f"{where}: these are no lines of {lines.group(1)}"
+                continue
             mark = QUOTE.match(above)
             if not mark:
                 yield f"{where}: a block of code below no <!-- FILE: REGION -->"
