@@ -141,7 +141,8 @@ TEST_F(TypedColumns, AnEmptyTextIsRefusedOrMadeNull) {
   const auto column = store(words, {.empty_text = EmptyText::made_null});
   EXPECT_EQ(read<std::string>(column), (Texts{"pear", std::nullopt}));
   EXPECT_EQ(column.nulls, 1u);
-  auto present = decoded(Texts{"pear", "fig"});
+  const Texts whole{"pear", "fig"};
+  auto present = decoded(whole);
   present.present.reset();
   EXPECT_EQ(store_typed_column(present, {.empty_text = EmptyText::made_null})->nulls, 0u);
 }
