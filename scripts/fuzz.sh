@@ -26,15 +26,20 @@ corpus=build-fuzz/corpus
 findings=build-fuzz/findings
 mkdir -p "$findings"
 build-fuzz/tests/fuzz/fuzz_seeds "$corpus"
-for target in wpak_fuzz prefix_fuzz dynp_fuzz join_fuzz group_key_fuzz; do
-  echo "== $target for $seconds s"
-  build-fuzz/tests/fuzz/"$target" -max_total_time="$seconds" -max_len=4096 -timeout=10 \
+run() {
+  local target=$1 log=build-fuzz/$1.log
+  if ! build-fuzz/tests/fuzz/"$target" -max_total_time="$seconds" -max_len=4096 -timeout=10 \
     -use_value_profile=1 -print_final_stats=1 -artifact_prefix="$findings/" "$corpus/$target" \
-    >"build-fuzz/$target.log" 2>&1 || {
-    tail -n 60 "build-fuzz/$target.log" >&2
+    >"$log" 2>&1; then
+    tail -n 60 "$log" >&2
     echo "$target found something; its input is in $findings/" >&2
-    exit 1
-  }
-  grep -E 'INITED|stat::number_of_executed_units|stat::average_exec' "build-fuzz/$target.log"
-  grep -E '^#.*(NEW|REDUCE|pulse|DONE)' "build-fuzz/$target.log" | tail -n 1
-done
+    return 1
+  fi
+  echo "== $target for $seconds s
+$(grep -E 'INITED|stat::number_of_executed_units|stat::average_exec' "$log")
+$(grep -E '^#.*(NEW|REDUCE|pulse|DONE)' "$log" | tail -n 1)"
+}
+export -f run
+export seconds corpus findings
+printf '%s\n' wpak_fuzz prefix_fuzz dynp_fuzz join_fuzz group_key_fuzz |
+  xargs -P "$(nproc)" -I{} bash -c 'run "$1"' - {}
