@@ -38,6 +38,8 @@ Result<GroupKeys> GroupKeys::bind(const Library& library, HostServices& services
   uint64_t space = 1;
   for (size_t index = 0; index < columns.size(); ++index) {
     if (auto sound = check_column(columns, index); !sound) return sound.error();
+    auto unpack = library.decode_kernel(COLX_OPC_DECODE_UNPACK, columns[index]->format.key());
+    if (!unpack) return unpack.error();
     const uint64_t codes = columns[index]->dictionary->num_symbols();
     space = composition == KeyComposition::multiplied
                 ? space * codes

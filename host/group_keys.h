@@ -24,7 +24,8 @@ enum class KeyComposition {
 class GroupKeys {
  public:
   // Errors name the column: none given, no codes or codes of 64 bits, no dictionary (it tells how
-  // many codes there are), other rows or chunks than column 0, a key space above 2^32 - 1.
+  // many codes there are), codes of a width that the library does not unpack, other rows or chunks
+  // than column 0, a key space above 2^32 - 1.
   static Result<GroupKeys> bind(const Library& library, HostServices& services,
                                 std::vector<const StoredColumn*> columns,
                                 KeyComposition composition = KeyComposition::multiplied);
@@ -37,8 +38,7 @@ class GroupKeys {
   uint32_t codes(size_t column) const;
 
   // Keys of the chunk's rows, all or the selected ones, in row order; returns how many. Errors
-  // leave `keys` unchanged: no such chunk, a selection of another length or on run-length coded
-  // columns, too little room. The first touch of a compressed chunk is serialised here.
+  // leave `keys` unchanged: no such chunk, a selection of another length, too little room. The first touch of a compressed chunk is serialised here.
   Result<uint32_t> run(size_t chunk, std::span<uint32_t> keys,
                        const RowBits* selection = nullptr) const;
 

@@ -74,6 +74,36 @@ TEST_F(Keys, OfSelectedRows) {
   EXPECT_EQ(some, expected);
 }
 
+TEST_F(Keys, OfSelectedRowsOfRunsAreThoseOfPlainColumns) {
+  const auto plain = column(7, 100, false), runs = column(7, 100, true),
+             brand = column(300, 1, false);
+  RowBits selection(500);
+  for (uint32_t row = 3; row < 500; row += 7) selection.set(row);
+  std::vector<uint32_t> of_plain(500), of_runs(500);
+  const auto run = [&](const StoredColumn& first, std::vector<uint32_t>& keys) {
+    return GroupKeys::bind(library, services, {&first, &brand.column})
+        ->run(1, keys, &selection)
+        .value();
+  };
+  EXPECT_EQ(run(plain.column, of_plain), 71u);
+  EXPECT_EQ(run(runs.column, of_runs), 71u);
+  of_plain.resize(71);
+  of_runs.resize(71);
+  EXPECT_EQ(of_runs, of_plain);
+}
+
+TEST_F(Keys, NameAnUnpackingKernelThatTheLibraryLacks) {
+  const auto year = column(7, 100, false);
+  std::vector<colx_kernel_fn> slots(COLX_DISPATCH_SLOTS);
+  colx_specialized_ctx record = library.record();
+  record.colx_sctx_dispatch = slots.data();
+  const auto refused = GroupKeys::bind(library.through(record), services, {&year.column});
+  ASSERT_FALSE(refused);
+  EXPECT_NE(refused.message().find(": has no kernel colx_decode_unpack_dict_3bit"),
+            std::string::npos)
+      << refused.message();
+}
+
 TEST_F(Keys, RefuseColumnsThatDoNotGoTogether) {
   const auto year = column(7, 100, false);
   const auto other = store_dictionary_column<int64_t>(values(7, 1), {.chunk_rows = 600}).value();
@@ -81,6 +111,8 @@ TEST_F(Keys, RefuseColumnsThatDoNotGoTogether) {
   const auto bind = [&](std::vector<const StoredColumn*> columns) {
     return GroupKeys::bind(library, services, std::move(columns));
   };
+  auto wide = store_dictionary_column<int64_t>(values(7, 1), {.width_bits = 64}).value();
+  EXPECT_EQ(bind({&wide.column}).message(), "column 0 holds no dictionary codes of up to 32 bits");
   EXPECT_EQ(bind({}).message(), "group keys of no columns: give one or more");
   EXPECT_EQ(bind({&year.column, &codes}).message(),
             "column 1 has no dictionary, which says how many codes there are");

@@ -157,6 +157,12 @@ TEST_F(Scans, RefuseConstantsThatDoNotFit) {
   EXPECT_EQ(PreparedScan::on_codes(library, column, {Compare::ge_le, 1, 300}).message(),
             "constant 300 does not fit the column's 8-bit codes; the largest is 255");
   EXPECT_TRUE(PreparedScan::on_codes(library, column, {Compare::eq, 255}));
+  for (const uint32_t width : {2u, 3u, 7u, 9u, 13u, 15u, 17u, 20u, 24u}) {
+    const auto packed = store_codes(std::vector<uint64_t>{1}, {.width_bits = width}).value();
+    EXPECT_TRUE(PreparedScan::on_codes(library, packed, {Compare::lt, (1u << width) - 1}));
+    EXPECT_FALSE(PreparedScan::on_codes(library, packed, {Compare::lt, 1u << width}));
+    EXPECT_FALSE(PreparedScan::on_codes(library, packed, {Compare::gt_le, 0, 1u << width}));
+  }
 }
 
 TEST_F(Scans, RefuseColumnsWithoutCodes) {

@@ -5,7 +5,8 @@ usage: mutate.py SOURCE WORK [--report FILE] [--jobs N] [NAME-PART]...
 
 The faults stand in the *.txt files beside this program:
 
-    tests <programs>            run for the faults below, in this order, until one fails
+    tests <programs>            run for the faults below, until one fails: first the one that
+                                noticed the fault by docs/mutations.md, then in this order
     fault <what is wrong>
     in <file under kernels/>
     - <code to replace: one line or more, anywhere once in the file>
@@ -69,6 +70,20 @@ def with_fault(source, fault):
     if len(found) != 1:
         sys.exit(f"{fault.family}: {fault.text}: found {len(found)} times in {fault.file}")
     return text[: found[0].start()] + "\n".join(fault.new) + text[found[0].end() :]
+
+
+def put_noticing_tests_first(faults, path):
+    """By an earlier report: most faults then take one program to build and run."""
+    if not path.exists():
+        return
+    noticed_by = {}
+    for line in path.read_text().splitlines():
+        cells = [cell.strip() for cell in line.replace("\\|", "\0").split("|")]
+        if len(cells) == 5:
+            noticed_by[cells[1].replace("\0", "|"), cells[2]] = cells[3].split(" ")[0]
+    for fault in faults:
+        first = noticed_by.get((fault.text, fault.file.removeprefix("kernels/")))
+        fault.tests = sorted(fault.tests, key=lambda test: test.partition(":")[0] != first)
 
 
 def copy_tree(source, work):
@@ -169,6 +184,7 @@ def main():
                   if any(part in fault.family + ": " + fault.text for part in options.names)]
     for fault in faults:
         with_fault(options.source, fault)
+    put_noticing_tests_first(faults, options.source / "docs/mutations.md")
     copy = copy_tree(options.source.resolve(), options.work.resolve())
     work = options.work.resolve()
     configured = subprocess.run(

@@ -1,5 +1,5 @@
-// Inputs that the contract leaves undefined: which kernels, under what condition, and what the host
-// layer does so that nobody meets it. The one place for them: a sweep that makes random inputs asks
+// Inputs that the contract leaves undefined: which kernels, under what condition, what may come of
+// it, and what the host layer does so that nobody meets it, with the test that shows this. The one place for them: a sweep that makes random inputs asks
 // undefined_input before it calls a kernel, and leaves out nothing else.
 //
 // To add a row: write it into the table in undefined_inputs.cpp; if its condition needs a fact that
@@ -26,7 +26,10 @@ struct InputFacts {
 struct UndefinedInput {
   const char* kernels;
   const char* condition;
-  const char* host_layer;
+  const char* danger;      // what may come of it
+  const char* host_layer;  // what it does about it
+  const char* check;       // its function that refuses such input, if the caller could ask for it
+  const char* shown_by;    // program:Suite.Test
   bool (*applies)(const InputFacts& facts);  // null: not an input that a sweep could make
 };
 
