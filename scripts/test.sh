@@ -64,7 +64,7 @@ echo "== release: tests"
 ctest --test-dir build --output-on-failure -j "$(nproc)"
 
 echo "== Arrow data interface, with DuckDB"
-scripts/check_arrow.sh
+scripts/check_arrow.sh build
 
 echo "== baseline processor"
 scripts/baseline.sh build
