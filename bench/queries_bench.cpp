@@ -46,9 +46,9 @@ constexpr Doubling doublings[] = {{sizes[1], 0.2}, {sizes[2], 0.4}, {sizes[3], 0
                                   {sizes[5], 1.6}, {sizes[6], 2},   {sizes[7], 3.2},
                                   {sizes[8], 4}};
 
-constexpr char doubled[] = "13 queries on twice the rows";
+constexpr char doubled[] = "queries on twice the rows";
 #define COLX_DOUBLING(size) \
-  { "13 queries, cost of half the rows", doubled, &size, Figure::of_peer, 2.1 }
+  { "twice the rows, cost of half of them", doubled, &size, Figure::of_peer, 2.1 }
 constexpr Target targets[] = {
     {"13 queries, times SQLite", "13 queries", &at_1, Figure::times_scalar, 50},
     {"13 queries on 2 threads, times 1 thread", "13 queries on 2 threads", &at_1,
@@ -107,6 +107,9 @@ struct Star {
   }
   void run_all(unsigned threads) const {
     for (size_t query = 0; query < queries().size(); ++query) run(query, threads);
+  }
+  void run_each(const std::vector<size_t>& numbers) const {
+    for (const size_t query : numbers) run(query, 1);
   }
   std::string fault(unsigned threads) const {
     std::string faults;
@@ -211,15 +214,20 @@ Case two_threads_case() {
   });
 }
 
-// Cost is compared for a pass, not for a row: twice the rows are to cost twice as much.
+// Cost is compared for a pass, not for a row: twice the rows are to cost twice as much. Queries
+// that find no line in the half are left out: of a small scale's few suppliers none may live in the
+// city that is asked for, and then the plan ends before the first line.
 Case doubling_case(const Doubling& doubling) {
   const double scale = doubling.scale;
   return all_queries(doubled, scale, doubling.size, "half the rows", [scale] {
     const auto half = star_at(scale / 2), whole = star_at(scale);
     Contest contest;
     contest.fault = whole->fault(1);
-    contest.kernel = [whole](unsigned) { whole->run_all(1); };
-    contest.peer = [half](unsigned) { half->run_all(1); };
+    std::vector<size_t> compared;
+    for (size_t query = 0; query < queries().size(); ++query)
+      if (half->right[query].lines != 0) compared.push_back(query);
+    contest.kernel = [whole, compared](unsigned) { whole->run_each(compared); };
+    contest.peer = [half, compared](unsigned) { half->run_each(compared); };
     return contest;
   });
 }
@@ -243,9 +251,10 @@ std::vector<Case> all_cases(bool quick) {
 void print_speeds(const std::vector<Result>& results) {
   std::printf("\n%-44s %-7s %10s %12s\n", "", "size", "ms", "M lines/s");
   for (const Result& result : results)
-    std::printf("%-44s %-7s %10.3f %12.0f\n", result.kernel.c_str(), result.size.name,
-                result.nanoseconds.median / 1e6,
-                static_cast<double>(result.rows) * 1e3 / result.nanoseconds.median);
+    if (result.peer.empty())
+      std::printf("%-44s %-7s %10.3f %12.0f\n", result.kernel.c_str(), result.size.name,
+                  result.nanoseconds.median / 1e6,
+                  static_cast<double>(result.rows) * 1e3 / result.nanoseconds.median);
 }
 
 }  // namespace

@@ -99,11 +99,15 @@ std::span<const uint32_t> ChunkRows::rows() {
 
 void ChunkRows::keep_positions(std::span<const uint32_t> positions) {
   if (positions.size() == count_) return;
-  const auto before = rows();
+  rows();
   found_.clear_all();
-  for (const uint32_t position : positions) found_.set(before[position]);
+  for (size_t i = 0; i < positions.size(); ++i) {
+    rows_[i] = rows_[positions[i]];
+    found_.set(rows_[i]);
+  }
+  rows_.resize(positions.size());
   std::swap(bits_, found_);
-  set_count(static_cast<uint32_t>(positions.size()));
+  count_ = static_cast<uint32_t>(positions.size());
 }
 
 Result<CodeUnpack> CodeUnpack::bind(const Library& library, const StoredColumn& column) {

@@ -1,6 +1,7 @@
-// Run by compare_duckdb.sh: node compare_duckdb.js TABLES ANSWERS
+// Run by compare_duckdb.sh: node compare_duckdb.js TABLES ANSWERS [CSV]
 //
-// TABLES holds the benchmark's .tbl files, ANSWERS what colx_star --answers wrote.
+// TABLES holds the benchmark's .tbl files, ANSWERS what colx_star --answers wrote; CSV is a file to
+// write the table to.
 
 const fs = require("fs");
 const path = require("path");
@@ -52,12 +53,13 @@ async function measure(connection, query) {
   return { milliseconds: best, same: JSON.stringify(rows) === JSON.stringify(query.rows) };
 }
 
-async function main([folder, answers]) {
+async function main([folder, answers, csv]) {
   const connection = await (await DuckDBInstance.create(":memory:")).connect();
   await connection.run("set threads = 1");
   for (const table of Object.keys(columns)) await load(connection, folder, table);
   let same = true;
   let logarithms = 0;
+  const lines = ["query,colx_ms,duckdb_ms,ratio,same_rows"];
   const queries = JSON.parse(fs.readFileSync(answers, "utf8"));
   console.log("query       colx      DuckDB   times as long");
   for (const query of queries) {
@@ -65,13 +67,19 @@ async function main([folder, answers]) {
     const ratio = duckdb.milliseconds / query.milliseconds;
     same = same && duckdb.same;
     logarithms += Math.log(ratio);
+    lines.push(
+      [query.name, query.milliseconds, duckdb.milliseconds, ratio.toFixed(3), duckdb.same].join(",")
+    );
     console.log(
       `${query.name}  ${query.milliseconds.toFixed(2).padStart(8)} ms ` +
         `${duckdb.milliseconds.toFixed(2).padStart(8)} ms ${ratio.toFixed(1).padStart(8)}   ` +
         (duckdb.same ? `${query.rows.length} same rows` : "OTHER ROWS")
     );
   }
-  console.log(`geometric mean ${Math.exp(logarithms / queries.length).toFixed(1)}`);
+  const mean = Math.exp(logarithms / queries.length);
+  console.log(`geometric mean ${mean.toFixed(1)}`);
+  lines.push(`geometric mean,,,${mean.toFixed(3)},${same}`);
+  if (csv) fs.writeFileSync(csv, lines.join("\n") + "\n");
   return same ? 0 : 1;
 }
 

@@ -15,6 +15,10 @@ namespace {
 // of the lines is left when its turn comes.
 constexpr double joined_keys = 1.0 / 64;
 constexpr double joined_lines = 1.0 / 16;
+// A dimension that keeps at least this share of its keys is filtered late, if at most that share of
+// the lines is left and its key is in runs, which are scanned whole whatever is left.
+constexpr double late_keys = 1.0 / 2;
+constexpr double late_lines = 1.0 / 64;
 
 // A dimension under all of a query's conditions on it.
 struct Dimension {
@@ -92,13 +96,19 @@ class Planner {
     return {};
   }
 
+  // Part of the lines that all conditions leave.
+  double lines_left() const {
+    double lines = 1;
+    for (const host::KeyFilter& filter : plan_.filters) lines *= filter.share();
+    for (const Dimension& dimension : dimensions_) lines *= dimension.share();
+    return lines;
+  }
+
   // The dimension to hash join, if there is one: it keeps few keys, and the other filters leave few
   // lines. Null if there is none.
   const Dimension* joined() const {
     const Dimension* best = nullptr;
-    double lines = 1;
-    for (const host::KeyFilter& filter : plan_.filters) lines *= filter.share();
-    for (const Dimension& dimension : dimensions_) lines *= dimension.share();
+    const double lines = lines_left();
     for (const Dimension& dimension : dimensions_)
       if (dimension.restricted && dimension.share() <= joined_keys &&
           lines / dimension.share() <= joined_lines && dimension.table != TableId::date)
@@ -106,11 +116,26 @@ class Planner {
     return best;
   }
 
+  bool is_late(const Dimension& dimension) const {
+    return dimension.share() >= late_keys && lines_left() <= late_lines && dimension.key->runs() &&
+           std::ranges::any_of(query_.group_by, [&](const TableColumn& column) {
+             return column.table == dimension.table;
+           });
+  }
+
   host::Result<void> add_dimension_filters() {
     joined_ = joined();
+    Dimension* late = nullptr;
+    for (Dimension& dimension : dimensions_)
+      if (dimension.restricted && &dimension != joined_ && is_late(dimension)) late = &dimension;
     for (const Dimension& dimension : dimensions_)
-      if (dimension.restricted && &dimension != joined_)
+      if (dimension.restricted && &dimension != joined_ && &dimension != late)
         if (auto done = add_filter(*dimension.key, dimension.keys); !done) return done;
+    if (late) {
+      auto unpack = host::CodeUnpack::bind(store_.library(), late->key->stored);
+      if (!unpack) return unpack.error();
+      plan_.late.emplace(LateFilter{std::move(*unpack), std::move(late->keys)});
+    }
     std::ranges::stable_sort(plan_.filters, {}, &host::KeyFilter::share);
     return {};
   }
@@ -237,6 +262,8 @@ std::vector<std::string> describe(const StarPlan& plan) {
     steps.push_back(fmt::format("hash join with {} behind a Bloom filter, {}",
                                 table_schema(plan.join->table).name,
                                 plan.join->keys.kernel_name()));
+  if (plan.late)
+    steps.push_back(fmt::format("drop by {}, where few are left", plan.late->keys.kernel_name()));
   for (const GroupShare& share : plan.shares)
     steps.push_back(fmt::format("group by {}, translated", share.keys.kernel_name()));
   return steps;

@@ -6,9 +6,11 @@
 //   1 filters   conditions and dimensions, the most selective first; each sees what is left
 //   2 join      a dimension that keeps few of its keys, where few lines are left for it: through a
 //               hash table of its keys behind a Bloom filter instead of a filter over all lines
-//   3 shares    group keys: each group column's codes are translated from the foreign key's codes
+//   3 late      a dimension that drops few lines, if few are left when its turn comes and its codes
+//               are unpacked for a group key anyway: by those codes
+//   4 shares    group keys: each group column's codes are translated from the foreign key's codes
 //               and added at their place, the last column lowest; or come out of the join
-//   4 sums      the measures of the lines that are left, by group
+//   5 sums      the measures of the lines that are left, by group
 #pragma once
 
 #include <cstdint>
@@ -62,10 +64,17 @@ struct DimensionJoin {
   TableId table;
 };
 
+// Drops the lines whose unpacked code is not wanted.
+struct LateFilter {
+  host::CodeUnpack keys;
+  host::RowBits wanted;
+};
+
 struct StarPlan {
   bool empty = false;  // some condition holds for no row of its table
   std::vector<host::KeyFilter> filters;
   std::optional<DimensionJoin> join;
+  std::optional<LateFilter> late;
   std::vector<GroupShare> shares;
   std::vector<GroupColumn> groups;  // as the query has them
   // One sum for each of these columns of lineorder.

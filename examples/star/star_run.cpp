@@ -1,6 +1,7 @@
 #include "examples/star/star_run.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "host/gathered_rows.h"
@@ -31,9 +32,11 @@ class Worker {
     for (const host::KeyFilter& filter : plan_->filters)
       if (auto done = filter.apply(rows_); !done) return done;
     if (auto done = join(); !done) return done;
+    if (auto done = drop_late(); !done) return done;
     if (rows_.count() == 0) return {};
+    start_keys();
     for (const GroupShare& share : plan_->shares) {
-      const auto codes = share.keys.run(rows_, codes_);
+      const auto codes = codes_of(share.keys);
       if (!codes) return codes.error();
       const auto done = host::CallMeter::measure(rows_.meter(), share.slot(), keys_.size(), [&] {
         return host::add_group_share(rows_.library(), share.numbers, *codes, share.multiplier,
@@ -61,17 +64,40 @@ class Worker {
   Worker(const StarStore& store, const StarPlan& plan)
       : plan_(&plan), rows_(store.library(), store.services()), seen_(plan.key_space) {}
 
-  // Starts the group keys of the rows that are left: with the joined dimension's part.
   host::Result<void> join() {
-    if (plan_->join) {
-      const DimensionJoin& join = *plan_->join;
-      if (auto done = join.join.run(rows_, join.keys, scratch_, found_); !done) return done;
+    if (!plan_->join) return {};
+    const DimensionJoin& join = *plan_->join;
+    return join.join.run(rows_, join.keys, scratch_, found_);
+  }
+
+  // Keeps the codes of the rows that are left: a share wants them again.
+  host::Result<void> drop_late() {
+    if (!plan_->late) return {};
+    const auto codes = plan_->late->keys.run(rows_, late_codes_);
+    if (!codes) return codes.error();
+    positions_.clear();
+    for (uint32_t row = 0; row < codes->size(); ++row) {
+      if (!plan_->late->wanted.test((*codes)[row])) continue;
+      late_codes_[positions_.size()] = (*codes)[row];
+      if (plan_->join) found_[positions_.size()] = found_[row];
+      positions_.push_back(row);
     }
+    rows_.keep_positions(positions_);
+    return {};
+  }
+
+  // The group keys of the rows that are left, with the joined dimension's part alone.
+  void start_keys() {
     keys_.assign(rows_.count(), 0);
     if (plan_->join)
       for (size_t row = 0; row < keys_.size(); ++row)
         keys_[row] = found_[row] * plan_->join->multiplier;
-    return {};
+  }
+
+  host::Result<std::span<const uint32_t>> codes_of(const host::CodeUnpack& keys) {
+    if (plan_->late && &plan_->late->keys.column() == &keys.column())
+      return std::span<const uint32_t>{late_codes_.data(), rows_.count()};
+    return keys.run(rows_, codes_);
   }
 
   host::Result<void> add_up() {
@@ -90,6 +116,8 @@ class Worker {
   host::CodeJoin::Scratch scratch_;
   std::vector<uint32_t> found_;
   std::vector<uint32_t> codes_;
+  std::vector<uint32_t> late_codes_;
+  std::vector<uint32_t> positions_;
   std::vector<uint32_t> keys_;
   std::vector<uint64_t> numbers_;
   std::vector<host::GroupSums> sums_;

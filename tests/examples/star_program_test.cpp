@@ -244,6 +244,7 @@ TEST(StarProgram, ClearsItsProgressLineBeforeASignalEndsIt) {
     EXPECT_TRUE(program.screen.find("generating customer  0 %") != std::string::npos)
         << program.screen;
     EXPECT_TRUE(program.screen.ends_with("\r\x1b[K")) << program.screen;
+    EXPECT_EQ(program.screen.find("\x1b[?"), std::string::npos) << "no mode is left to be reset";
   }
 }
 

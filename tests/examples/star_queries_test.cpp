@@ -72,9 +72,13 @@ TEST(StarQueries, SortedLinesGiveTheSameAnswers) {
   }
 }
 
+bool has_step(const StarPlan& plan, std::string_view start) {
+  return std::ranges::any_of(describe(plan),
+                             [&](const std::string& step) { return step.starts_with(start); });
+}
+
 bool joins(const StarPlan& plan) {
-  return std::ranges::any_of(
-      describe(plan), [](const std::string& step) { return step.starts_with("hash join with"); });
+  return has_step(plan, "hash join with");
 }
 
 // A nation keeps one customer in 25, a brand one part in 1,000.
@@ -100,6 +104,39 @@ TEST(StarPlans, JoinASelectiveDimensionByHashWhereFewLinesAreLeft) {
     host.expect_plain_answer(query, 3);
     EXPECT_GT(host.plain().answer(query).lines, 0u);
   }
+}
+
+TEST(StarPlans, DropFewLinesLateByCodesThatAGroupKeyUnpacks) {
+  StoreHost& host = three_chunks();
+  const Condition most_years{.column = of(d_year), .numbers = {host::Compare::ge_le, 1992, 1995}};
+  struct Late {
+    std::vector<TableColumn> groups;
+    bool late, joined;
+  };
+  // Behind filters alone and behind a hash join whose values have to be dropped as well; not where
+  // no group key wants the days.
+  for (const auto& [groups, late, joined] :
+       {Late{{of(d_year), of(s_nation)}, true, true}, Late{{of(p_brand1), of(d_year)}, true, true},
+        Late{{of(s_city), of(s_nation)}, false, true}}) {
+    StarQuery query = selective(host, groups);
+    query.where.push_back(most_years);
+    const auto plan = make_plan(host.store(), query);
+    ASSERT_TRUE(plan) << plan.message();
+    EXPECT_EQ(has_step(*plan, "drop by colx_decode_unpack_dict_12bit"), late);
+    EXPECT_EQ(joins(*plan), joined);
+    host.expect_plain_answer(query, 1);
+    host.expect_plain_answer(query, 3);
+    StarQuery all_years = query;
+    all_years.where.pop_back();
+    EXPECT_LT(host.plain().answer(query).lines, host.plain().answer(all_years).lines);
+  }
+  const StarQuery united_states = benchmark_queries()[7];
+  const auto plan = make_plan(host.store(), united_states);
+  ASSERT_TRUE(plan) << plan.message();
+  EXPECT_TRUE(has_step(*plan, "drop by "));
+  EXPECT_FALSE(joins(*plan));
+  EXPECT_FALSE(has_step(make_plan(host.store(), benchmark_queries()[6]).value(), "drop by "))
+      << "one line in thirty is left";
 }
 
 TEST(StarPlans, FilterWhereManyLinesAreLeft) {
