@@ -42,7 +42,7 @@ constexpr Target targets[] = {
 
 std::vector<Case> all_cases() {
   std::vector<Case> cases;
-  for (const SizeClass* const size : {&in_l2, &in_memory})
+  for (const SizeClass* const size : {&in_l1, &in_l2, &in_memory})
     for (const unsigned width : code_widths) {
       cases.push_back(unpack_case(width, natural_element_bytes(width), *size));
       if (natural_element_bytes(width) != 4) cases.push_back(unpack_case(width, 4, *size));
@@ -51,6 +51,11 @@ std::vector<Case> all_cases() {
     cases.push_back(unpack_selected_case(width, 50, /*walked=*/false, in_l2));
     cases.push_back(unpack_selected_case(width, 1, /*walked=*/true, in_l2));
   }
+  for (const unsigned width : {5, 8, 13, 32})
+    for (const unsigned percent : {1, 2, 5, 10, 25, 50, 75, 90})
+      for (const bool walked : {false, true})
+        if (percent != (walked ? 1 : 50))  // measured above
+          cases.push_back(unpack_selected_case(width, percent, walked, in_l2));
   for (const unsigned length_bits : {8, 16})
     for (const unsigned element_bytes : {1, 2, 4})
       for (const unsigned mean_rows : {3, 100})

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "bench/support/bench_program.h"
+#include "bench/support/hash_cases.h"
 #include "bench/support/join_tables.h"
 #include "bench/support/random_stream.h"
 #include "bench/support/working_set.h"
@@ -44,69 +45,6 @@ constexpr Target targets[] = {
 
 const char* form_name(uint32_t type) {
   return type == COLX_HT_K4V4 ? "k4v4" : "k4v8";
-}
-
-// ---- hash
-
-struct HashCall {
-  std::vector<uint8_t> data;
-  std::vector<uint64_t> slots;
-  uint64_t seed = 0;
-  unsigned width_bits;
-  uint32_t rows;
-  colx_cv res = {}, src = {}, seeds = {};
-  colx_enc_ctx encoding = {}, seeds_encoding = {};
-};
-
-uint64_t cheap_hash(const void* key, uint64_t length, uint64_t seed) {
-  if (length < 8) return (hash_of_4_bytes(key, length, seed) ^ seed) + length;
-  uint64_t number;
-  std::memcpy(&number, key, 8);
-  return (number ^ seed) * 0x9E3779B97F4A7C15;
-}
-
-Case hash_case(unsigned width_bits, const SizeClass& size) {
-  const auto rows = static_cast<uint32_t>(size.bytes / (width_bits / 8 + 8) / 2);
-  const auto prepare = [=] {
-    const auto call = std::make_shared<HashCall>();
-    call->data.resize(size_t{rows} * width_bits / 8);
-    RandomNumbers random(width_bits);
-    for (uint8_t& byte : call->data) byte = static_cast<uint8_t>(random.next());
-    call->slots.resize(rows);
-    call->encoding.colx_enc_ctx_flags = COLX_FIXED;
-    call->encoding.colx_enc_ctx_width = width_bits;
-    call->seeds_encoding.colx_enc_ctx_flags = COLX_HASH_VALUES;
-    call->src.colx_cv_data = call->data.data();
-    call->src.colx_cv_num_of_rows = rows;
-    call->src.colx_cv_encoding_context = &call->encoding;
-    call->seeds.colx_cv_data = &call->seed;
-    call->seeds.colx_cv_num_of_rows = 1;
-    call->seeds.colx_cv_encoding_context = &call->seeds_encoding;
-    call->res.colx_cv_data = call->slots.data();
-    colx_hash_fn fn = cheap_hash;
-    asm volatile("" : "+r"(fn));  // neither line may know the function
-    Contest contest;
-    contest.kernel = [=](unsigned) {
-      colx_hash_dydi(&call->res, &call->src, &call->seeds, fn, nullptr);
-    };
-    contest.scalar = [=](unsigned) {
-      for (uint32_t row = 0; row < rows; ++row)
-        call->slots[row] =
-            fn(call->data.data() + size_t{row} * (width_bits / 8), width_bits / 8, call->seed);
-    };
-    contest.scalar(0);
-    const std::vector<uint64_t> expected = call->slots;
-    std::fill(call->slots.begin(), call->slots.end(), 0);
-    contest.kernel(0);
-    if (call->slots != expected) contest.fault = "the kernel differs from the plain loop";
-    return contest;
-  };
-  return {"colx_hash_hashfn_const_fixed " + std::to_string(width_bits / 8) + " bytes",
-          "",
-          size,
-          rows,
-          uint64_t{rows} * (width_bits / 8 + 8),
-          prepare};
 }
 
 // ---- build
@@ -230,11 +168,35 @@ Case build_case(JoinShape shape, bool codes, const SizeClass& size) {
 
 // ---- probe
 
+// What is probed; the map of a large one takes long to fill.
+struct ProbedSide {
+  JoinShape shape;
+  JoinSide rows;
+  MultiMap map;
+
+  explicit ProbedSide(const JoinShape& of) : shape(of), rows(build_side(of)) {
+    map.reserve(rows.keys.size());
+    fill_map(map, rows);
+  }
+};
+
+// The same for cases of the same rows that come one after the other.
+std::shared_ptr<ProbedSide> probed_side(const JoinShape& shape) {
+  static std::shared_ptr<ProbedSide> latest;
+  const bool same = latest != nullptr && latest->shape.build_rows() == shape.build_rows() &&
+                    latest->shape.rows_per_key == shape.rows_per_key;
+  if (!same) {
+    latest.reset();  // before the next one takes its room
+    latest = std::make_shared<ProbedSide>(shape);
+  }
+  return latest;
+}
+
 struct ProbeCall {
-  std::unique_ptr<JoinSide> build, probe;
+  std::shared_ptr<ProbedSide> build;
+  std::unique_ptr<JoinSide> probe;
   std::unique_ptr<BucketTable> table;
   std::unique_ptr<JoinColumn> column;
-  MultiMap map;
   LineNumbers lines;
   std::vector<uint64_t> out;  // of a batch
   uint64_t rows;              // of a window
@@ -256,7 +218,7 @@ struct ProbeCall {
     return res.colx_cv_num_of_rows;
   }
   uint64_t probe_map_batch(uint64_t first, uint64_t count) {
-    return probe_map(map, &probe->keys[first], &probe->values[first], count, out.data());
+    return probe_map(build->map, &probe->keys[first], &probe->values[first], count, out.data());
   }
   template <class After>
   void run(unsigned window, After after) {
@@ -288,7 +250,11 @@ std::string fault_of_probe(ProbeCall& call) {
   return found == expected && !found.empty() ? "" : "the kernel differs from the map";
 }
 
+// A ladder of table sizes, probed with enough rows for any of them.
+constexpr SizeClass table_ladder{"table", 0, 4};
+
 uint64_t probing_rows(const JoinShape& shape, const SizeClass& size) {
+  if (size.bytes == 0) return 40 * rows_per_batch;
   return size.windows == 1 ? 40 * rows_per_batch : shape.build_rows() / size.windows;
 }
 
@@ -296,23 +262,25 @@ std::shared_ptr<ProbeCall> probe_call(const JoinShape& shape, bool codes, const 
   const auto call = std::make_shared<ProbeCall>();
   call->shape = shape;
   call->rows = probing_rows(shape, size);
-  call->build = std::make_unique<JoinSide>(build_side(shape));
+  call->build = probed_side(shape);
   call->probe =
-      std::make_unique<JoinSide>(probe_side(shape, *call->build, call->rows * size.windows));
+      std::make_unique<JoinSide>(probe_side(shape, call->build->rows, call->rows * size.windows));
   call->table = std::make_unique<BucketTable>(shape, size);
   if (codes) call->table->ht.colx_ht_type |= COLX_HT_GD;
-  JoinColumn building(*call->build, shape, codes);
+  JoinColumn building(call->build->rows, shape, codes);
   build_table(*call->table, building);
   call->column = std::make_unique<JoinColumn>(*call->probe, shape, codes);
-  call->map.reserve(call->build->keys.size());
-  fill_map(call->map, *call->build);
   call->lines = call->table->first_buckets(*call->probe);
   call->out.resize(2 * (rows_per_batch * shape.rows_per_key + 1));
   return call;
 }
 
+std::string kilobytes_of(const JoinShape& shape) {
+  return std::to_string(shape.buckets() * 64 >> 10) + " KB table";
+}
+
 Case probe_case(JoinShape shape, bool codes, const SizeClass& size) {
-  shape.bucket_log2 = bucket_log2_for(size);
+  if (shape.bucket_log2 == 0) shape.bucket_log2 = bucket_log2_for(size);
   const auto prepare = [=] {
     const auto call = probe_call(shape, codes, size);
     Contest contest;
@@ -330,7 +298,8 @@ Case probe_case(JoinShape shape, bool codes, const SizeClass& size) {
   const std::string name = std::string("colx_ht_probe_") + form_name(shape.type) +
                            (codes ? "_gd_payload " : "_hash_values_payload ") +
                            (shape.rows_per_key == 1 ? "" : "three a key, ") +
-                           std::to_string(shape.hit_percent) + "% hit";
+                           std::to_string(shape.hit_percent) + "% hit" +
+                           (size.bytes == 0 ? ", " + kilobytes_of(shape) : "");
   return {name, "", size, rows, rows * (8 + 4 + 64), prepare};
 }
 
@@ -348,6 +317,8 @@ std::vector<Case> all_cases() {
     cases.push_back(probe_case({COLX_HT_K4V4, 0, 3, 100}, false, *size));
     cases.push_back(probe_case({COLX_HT_K4V4, 0, 1, 100}, true, *size));
   }
+  for (unsigned bucket_log2 = 22; bucket_log2 >= 8; bucket_log2 -= 2)  // 256 MB to 16 KB
+    cases.push_back(probe_case({COLX_HT_K4V4, bucket_log2, 1, 100}, false, table_ladder));
   return cases;
 }
 

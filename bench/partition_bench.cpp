@@ -1,9 +1,8 @@
-// Partitioning 16-byte records from given hash values, and a join by partitions on two threads.
+// Partitioning 16-byte records from given hash values, by source and number of partitions.
 
 #include <vector>
 
 #include "bench/support/bench_program.h"
-#include "bench/support/parallel_join.h"
 #include "bench/support/partition_cases.h"
 
 namespace colx::bench {
@@ -19,8 +18,6 @@ constexpr Target targets[] = {
      Figure::times_scalar, 1.2},
     {"partitioning into 256 and 1024, times scalar", PARTITION "(256|1024)", &in_memory,
      Figure::times_scalar, 1.2},
-    {"a join's partitions by two threads, times one", "join of .* by 2 threads", &in_memory,
-     Figure::times_scalar, 1.8},
 };
 #undef PARTITION
 
@@ -31,8 +28,10 @@ std::vector<Case> all_cases() {
          {RecordSource::values, RecordSource::row_ids, RecordSource::records})
       for (const unsigned partitions : {16, 64, 256, 1024})
         cases.push_back(partition_case(source, partitions, *size));
-  // Without a second core the target stays unmeasured.
-  if (has_two_cores()) cases.push_back(parallel_join_case(in_memory));
+  // The other powers of two from 2 to 4096.
+  for (const SizeClass* const size : {&in_l2, &in_memory})
+    for (const unsigned partitions : {2, 4, 8, 32, 128, 512, 2048, 4096})
+      cases.push_back(partition_case(RecordSource::values, partitions, *size));
   return cases;
 }
 

@@ -1,46 +1,89 @@
 #!/usr/bin/env bash
-# Builds the benchmarks and runs them: a table of cases and a table of targets each, raw figures as
-# CSV in build-release/bench-results/.
+# Builds the benchmarks, runs them and writes the report: what every kernel family does beside a
+# plain loop and a bandwidth limit, plots, targets, library size, memory, GCC beside Clang.
 #
-# usage: bench.sh [program-name-part] [options of the benchmark programs]
+# usage: bench.sh [program-name-part] [--compilers] [--duckdb] [options of the benchmark programs]
 #
-#   scripts/bench.sh                               every program, some minutes
-#   scripts/bench.sh --quick                       fewer rounds
+#   scripts/bench.sh                               all of it, some 15 minutes; the report is
+#                                                  docs/performance.md with docs/plots/
+#   scripts/bench.sh --quick                       fewer rounds, no comparison of compilers
 #   scripts/bench.sh dict_scan '--filter=_13bit'   one program, the cases that match kernel/size
+#   scripts/bench.sh dict_scan --compilers         that, and the builds of GCC and Clang in turns
+#   scripts/bench.sh --report-only                 writes the last run's report again
+#
+# All but a whole run leave docs/ alone and write build-release/bench-report/performance.md. Raw
+# figures are in build-release/bench-results/, of the last run only. A whole run compares with
+# DuckDB, too, if it can be installed from npm.
 #
 # Take figures on an idle machine. Ratios are taken within a run, so they stand a busy one, too; if
 # the spreads grow past some percent, run again.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-wanted=
+build=build-release
+results=$build/bench-results
+report=$build/bench-report/performance.md
+
+wanted= whole=yes compilers= duckdb= report_only=
+note="A part of the benchmark, or fewer rounds: figures to work with."
+options=()
 if [ $# -gt 0 ] && [[ $1 != -* ]]; then
-  wanted=$1
+  wanted=$1 whole=
   shift
+fi
+for argument in "$@"; do
+  case "$argument" in
+    --compilers) compilers=yes ;;
+    --duckdb) duckdb=yes ;;
+    --report-only) report_only=yes ;;
+    *) options+=("$argument") whole= ;;
+  esac
+done
+if [ -n "$whole" ]; then
+  compilers=yes duckdb=yes note= report=docs/performance.md
 fi
 
 programs=()
 for source in bench/*"$wanted"*_bench.cpp; do
   [ -e "$source" ] && programs+=("$(basename "$source" .cpp)")
 done
+[ -n "$wanted" ] && [[ column_memory != *"$wanted"* ]] || programs+=(column_memory)
 if [ ${#programs[@]} -eq 0 ]; then
   echo "no benchmark has $wanted in its name" >&2
   exit 2
 fi
 
-scripts/install_packages.sh
-cmake --preset release >build-bench.log 2>&1 &&
-  cmake --build --preset release --target "${programs[@]}" >>build-bench.log 2>&1 || {
-  cat build-bench.log
-  exit 1
+build_with() { # <preset> <target>...
+  cmake --preset "$1" >"build-bench-$1.log" 2>&1 &&
+    cmake --build --preset "$1" --target "${@:2}" >>"build-bench-$1.log" 2>&1 || {
+    cat "build-bench-$1.log" >&2
+    exit 1
+  }
 }
 
-results=build-release/bench-results
-mkdir -p "$results"
+compare_duckdb() {
+  echo "== DuckDB"
+  local note=$results/duckdb.txt
+  scripts/compare_duckdb.sh --csv "$PWD/$results/duckdb.csv" || {
+    rm -f "$results/duckdb.csv"
+    echo "No comparison with DuckDB: this run could not install or run it." >"$note"
+  }
+}
+
+scripts/install_packages.sh
 status=0
-for program in "${programs[@]}"; do
-  echo "== $program"
-  build-release/bench/"$program" --csv="$results/$program.csv" "$@" || status=1
-done
-echo "raw figures are in $results"
+if [ -z "$report_only" ]; then
+  build_with release "${programs[@]}" colx_x86
+  [ -z "$compilers" ] || build_with clang "${programs[@]}"
+  rm -rf "$results"
+  python3 -B bench/report/run_benchmarks.py "$build" "$results" "${programs[@]}" \
+    -- ${options[@]+"${options[@]}"} || status=1
+  if [ -n "$compilers" ]; then
+    python3 -B bench/report/run_benchmarks.py --compilers . "$results" "${programs[@]}" || status=1
+  fi
+  [ -z "$duckdb" ] || compare_duckdb
+fi
+python3 -B bench/report/write_report.py "$results" "$report" --build "$build" --note "$note" ||
+  status=1
+echo "raw figures are in $results, the report is $report"
 exit $status

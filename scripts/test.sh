@@ -10,7 +10,8 @@
 # targets for 10 seconds each (fuzz.sh for longer). Within 15 minutes on 2 cores.
 #
 # --all adds, one variant at a time, the whole suite of the presets debug, clang, asan and release,
-# benchmarks built and warnings as errors, and the tests with threads under ThreadSanitizer.
+# benchmarks built and warnings as errors, the tests with threads under ThreadSanitizer, and the
+# benchmark of one family with its report.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -75,6 +76,8 @@ if [ "${1-}" = --all ]; then
   done
   variant tsan 'threads|host|examples' threads_test join_threads_test moving_threads_test \
     tests_of_host tests_of_examples
+  echo "== benchmark of one family, with its report"
+  scripts/bench.sh pip --quick
 else
   variant asan 'contract|host' tests_of_contract tests_of_host
 fi

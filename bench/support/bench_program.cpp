@@ -14,7 +14,9 @@ namespace {
 struct Options {
   std::string filter = ".";
   std::string csv;
+  std::string targets;
   bool quick = false;
+  bool kernel_only = false;
   bool good = true;
 };
 
@@ -85,15 +87,17 @@ Result result_of(const Case& chosen, const LineUp& lineup, const PairedRun& run)
   return result;
 }
 
-void run_case(benchmark::State& state, const Case& chosen, bool quick, Findings& findings) {
-  const Contest contest = chosen.prepare();
+void run_case(benchmark::State& state, const Case& chosen, const Options& options,
+              Findings& findings) {
+  Contest contest = chosen.prepare();
   if (!contest.fault.empty()) {
     findings.wrong_result = true;
     state.SkipWithError(contest.fault.c_str());
     return;
   }
+  if (options.kernel_only) contest.scalar = contest.limit = contest.peer = {};
   const LineUp lineup(contest);
-  PairedRun run(chosen.size, lineup.lines, effort_for(chosen.size, quick).sample_ticks);
+  PairedRun run(chosen.size, lineup.lines, effort_for(chosen.size, options.quick).sample_ticks);
   for (auto _ : state) {
     run.round();
     state.SetIterationTime(run.samples(lineup.kernel).back() * nanoseconds_per_tick() / 1e9);
@@ -138,8 +142,12 @@ Options take_options(int& argc, char** argv) {
       options.filter = text + 9;
     else if (std::strncmp(text, "--csv=", 6) == 0)
       options.csv = text + 6;
+    else if (std::strncmp(text, "--targets=", 10) == 0)
+      options.targets = text + 10;
     else if (std::strcmp(text, "--quick") == 0)
       options.quick = true;
+    else if (std::strcmp(text, "--kernel-only") == 0)
+      options.kernel_only = true;
     else
       argv[kept++] = argv[i];
   }
@@ -150,6 +158,13 @@ Options take_options(int& argc, char** argv) {
   return options;
 }
 
+// Opens a file that was asked for; a name that is empty asks for none.
+bool open_output(const char* program, const std::string& name, std::FILE*& file) {
+  if (name.empty() || (file = std::fopen(name.c_str(), "w")) != nullptr) return true;
+  std::fprintf(stderr, "%s: cannot write %s\n", program, name.c_str());
+  return false;
+}
+
 }  // namespace
 
 int run_program(int argc, char** argv, const std::vector<Case>& cases,
@@ -157,16 +172,15 @@ int run_program(int argc, char** argv, const std::vector<Case>& cases,
   const Options options = take_options(argc, argv);
   if (!options.good) return 1;
   std::FILE* csv = nullptr;
-  if (!options.csv.empty() && (csv = std::fopen(options.csv.c_str(), "w")) == nullptr) {
-    std::fprintf(stderr, "%s: cannot write %s\n", argv[0], options.csv.c_str());
-    return 1;
-  }
+  std::FILE* target_csv = nullptr;
+  if (!open_output(argv[0], options.csv, csv)) return 1;
+  if (!open_output(argv[0], options.targets, target_csv)) return 1;
 
   Findings findings;
   for (const Case& chosen : cases)
     benchmark::RegisterBenchmark(
         (chosen.kernel + "/" + chosen.size.name).c_str(),
-        [&](benchmark::State& state) { run_case(state, chosen, options.quick, findings); })
+        [&](benchmark::State& state) { run_case(state, chosen, options, findings); })
         ->UseManualTime()
         ->Iterations(effort_for(chosen.size, options.quick).rounds);
   TableReporter reporter(findings);
@@ -178,6 +192,10 @@ int run_program(int argc, char** argv, const std::vector<Case>& cases,
   if (csv != nullptr) {
     write_csv(csv, findings.results);
     std::fclose(csv);
+  }
+  if (target_csv != nullptr) {
+    write_targets(target_csv, targets, findings.results);
+    std::fclose(target_csv);
   }
   return findings.wrong_result ? 1 : 0;
 }

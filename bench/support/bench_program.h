@@ -2,7 +2,7 @@
 //
 // A case is timed as a PairedRun: kernel, scalar line, limit and, where its cost is compared with
 // another kernel's, that peer take turns. The program prints a table while it runs and the targets
-// at the end, and writes a line of CSV per case.
+// at the end, and writes both as CSV.
 #pragma once
 
 #include <cstdint>
@@ -58,7 +58,8 @@ struct Target {
 struct Result;
 using Remarks = void (*)(const std::vector<Result>& results);
 
-// Options: --filter=REGEX (cases, as kernel/size), --csv=FILE, --quick; those of Google
+// Options: --filter=REGEX (cases, as kernel/size), --csv=FILE (a line per case), --targets=FILE
+// (CSV, a line per target), --quick, --kernel-only (no other line is timed); those of Google
 // Benchmark too. Returns 1 if a result was wrong or an option was, never for a timing.
 int run_program(int argc, char** argv, const std::vector<Case>& cases,
                 std::span<const Target> targets, Remarks remarks = nullptr);

@@ -55,32 +55,62 @@ std::optional<double> figure_of(const Target& target, const Result& result,
   return {};
 }
 
-void print_target(const Target& target, const std::vector<Result>& results) {
-  const bool at_most = target.figure == Figure::of_peer;
-  const std::regex kernels(target.kernels);
-  std::optional<double> worst;
+bool is_at_most(const Target& target) {
+  return target.figure == Figure::of_peer;
+}
+
+const char* figure_name(Figure figure) {
+  switch (figure) {
+    case Figure::times_scalar:
+      return "times scalar";
+    case Figure::of_limit:
+      return "of limit";
+    case Figure::of_peer:
+      return "cost of peer";
+    case Figure::out_of_cache:
+      return "out of cache";
+  }
+  return "";
+}
+
+// How the results stand to a target.
+struct Standing {
+  std::optional<double> worst;  // none: not measured
   std::string worst_kernel;
   size_t cases = 0;
   size_t met = 0;
+};
+
+Standing standing_of(const Target& target, const std::vector<Result>& results) {
+  const bool at_most = is_at_most(target);
+  const std::regex kernels(target.kernels);
+  Standing standing;
   for (const Result& result : results) {
     if (std::strcmp(result.size.name, target.size->name) != 0) continue;
     if (!std::regex_match(result.kernel, kernels)) continue;
     const auto figure = figure_of(target, result, results);
     if (!figure) continue;
-    ++cases;
-    met += at_most ? *figure <= target.bound : *figure >= target.bound;
+    ++standing.cases;
+    standing.met += at_most ? *figure <= target.bound : *figure >= target.bound;
+    const std::optional<double>& worst = standing.worst;
     if (worst && (at_most ? *figure <= *worst : *figure >= *worst)) continue;
-    worst = figure;
-    worst_kernel = result.kernel;
+    standing.worst = figure;
+    standing.worst_kernel = result.kernel;
   }
+  return standing;
+}
+
+void print_target(const Target& target, const std::vector<Result>& results) {
+  const Standing standing = standing_of(target, results);
   std::printf("%-58s %-6s %s %5.2f  ", target.what, target.size->name,
-              at_most ? "<=" : ">=", target.bound);
-  if (!worst) {
+              is_at_most(target) ? "<=" : ">=", target.bound);
+  if (!standing.worst) {
     std::printf("%8s  not measured\n", "-");
     return;
   }
-  std::printf("%8.2f  %-8s %3zu of %-3zu %s\n", *worst, met == cases ? "met" : "NOT MET", met,
-              cases, worst_kernel.c_str());
+  std::printf("%8.2f  %-8s %3zu of %-3zu %s\n", *standing.worst,
+              standing.met == standing.cases ? "met" : "NOT MET", standing.met, standing.cases,
+              standing.worst_kernel.c_str());
 }
 
 }  // namespace
@@ -115,17 +145,30 @@ void write_csv(std::FILE* to, const std::vector<Result>& results) {
                "scalar_cycles_per_row,limit_cycles_per_row,ratio_to_scalar,ratio_to_scalar_spread,"
                "ratio_to_limit,ratio_to_limit_spread,peer,cost_to_peer,cost_to_peer_spread\n");
   for (const Result& r : results) {
-    std::fprintf(to, "%s,%s,%llu,%llu,%zu,%.1f,%.1f,%.4f,%.5f", r.kernel.c_str(), r.size.name,
-                 static_cast<unsigned long long>(r.rows), static_cast<unsigned long long>(r.bytes),
-                 r.rounds, r.nanoseconds.median, r.nanoseconds.best, r.nanoseconds.spread,
-                 r.cycles_per_row);
+    std::fprintf(to, "\"%s\",\"%s\",%llu,%llu,%zu,%.1f,%.1f,%.4f,%.5f", r.kernel.c_str(),
+                 r.size.name, static_cast<unsigned long long>(r.rows),
+                 static_cast<unsigned long long>(r.bytes), r.rounds, r.nanoseconds.median,
+                 r.nanoseconds.best, r.nanoseconds.spread, r.cycles_per_row);
     cycles(r.scalar_cycles_per_row);
     cycles(r.limit_cycles_per_row);
     ratio(r.times_scalar);
     ratio(r.of_limit);
-    std::fprintf(to, ",%s", r.peer.c_str());
+    std::fprintf(to, ",\"%s\"", r.peer.c_str());
     ratio(r.of_peer);
     std::fprintf(to, "\n");
+  }
+}
+
+void write_targets(std::FILE* to, std::span<const Target> targets,
+                   const std::vector<Result>& results) {
+  std::fprintf(to, "target,size,figure,asked,bound,worst,met,cases,worst_kernel\n");
+  for (const Target& target : targets) {
+    const Standing standing = standing_of(target, results);
+    std::fprintf(to, "\"%s\",\"%s\",\"%s\",\"%s\",%g,", target.what, target.size->name,
+                 figure_name(target.figure), is_at_most(target) ? "<=" : ">=", target.bound);
+    if (standing.worst) std::fprintf(to, "%.4f", *standing.worst);
+    std::fprintf(to, ",%zu,%zu,\"%s\"\n", standing.met, standing.cases,
+                 standing.worst_kernel.c_str());
   }
 }
 

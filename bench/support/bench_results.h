@@ -30,7 +30,10 @@ struct Result {
 void print_table_head();
 void print_table_line(const Result& result);
 
+// Text fields are in quotation marks.
 void write_csv(std::FILE* to, const std::vector<Result>& results);
+void write_targets(std::FILE* to, std::span<const Target> targets,
+                   const std::vector<Result>& results);
 
 // Every target with the worst figure among the results and whether it is met.
 void print_targets(std::span<const Target> targets, const std::vector<Result>& results);

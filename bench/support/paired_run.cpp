@@ -15,6 +15,8 @@ double quantile(const std::vector<double>& sorted, double part) {
   return sorted[below] + (place - static_cast<double>(below)) * (sorted[above] - sorted[below]);
 }
 
+constexpr double long_pass_ticks = 1e9;
+
 }  // namespace
 
 Spread spread_of(std::vector<double> values) {
@@ -26,15 +28,19 @@ Spread spread_of(std::vector<double> values) {
 PairedRun::PairedRun(const SizeClass& size, std::vector<Line> lines, uint64_t sample_ticks)
     : size_(size), lines_(std::move(lines)), samples_(lines_.size()) {
   for (size_t line = 0; line < lines_.size(); ++line) {
-    const double once = std::min(sample(line, 1), sample(line, 1));
+    double once = sample(line, 1);
+    is_long_.push_back(once > long_pass_ticks);
+    if (!is_long_.back()) once = std::min(once, sample(line, 1));
     passes_.push_back(1 + static_cast<unsigned>(static_cast<double>(sample_ticks) / once));
   }
 }
 
 void PairedRun::round() {
   cycles_per_tick_.push_back(cycles_per_tick());
-  for (size_t line = 0; line < lines_.size(); ++line)
-    samples_[line].push_back(sample(line, passes_[line]));
+  for (size_t line = 0; line < lines_.size(); ++line) {
+    const bool stands = is_long_[line] && !samples_[line].empty();
+    samples_[line].push_back(stands ? samples_[line].back() : sample(line, passes_[line]));
+  }
 }
 
 double PairedRun::sample(size_t line, unsigned passes) {

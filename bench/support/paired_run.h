@@ -28,7 +28,8 @@ struct Line {
 };
 
 // Every round takes one sample of each line. A sample is as many passes as fill `sample_ticks`, in
-// the caches after one pass that is not timed.
+// the caches after one pass that is not timed. A line whose pass takes a good part of a second is
+// sampled in the first round only, which stands for the others.
 class PairedRun {
  public:
   PairedRun(const SizeClass& size, std::vector<Line> lines, uint64_t sample_ticks);
@@ -51,6 +52,7 @@ class PairedRun {
   SizeClass size_;
   std::vector<Line> lines_;
   std::vector<unsigned> passes_;  // of a sample, per line
+  std::vector<bool> is_long_;     // per line
   std::vector<std::vector<double>> samples_;
   std::vector<double> cycles_per_tick_;  // per round
   unsigned window_ = 0;

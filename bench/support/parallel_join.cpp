@@ -1,13 +1,11 @@
 #include "bench/support/parallel_join.h"
 
-#include <sched.h>
-
 #include <atomic>
 #include <cstring>
 #include <memory>
-#include <thread>
 #include <vector>
 
+#include "bench/support/core_threads.h"
 #include "bench/support/random_stream.h"
 #include "kernels/frame/colx_x86.h"
 
@@ -21,36 +19,6 @@ constexpr unsigned bucket_bits = 13;
 constexpr uint64_t bucket_bytes = uint64_t{64} << bucket_bits;
 constexpr uint64_t overflow_bytes = bucket_bytes / 4;
 constexpr uint64_t most_records = 2 * probe_rows;
-
-// Binds the calling thread to one core for as long as it exists. A pass is over before the system
-// has spread new threads over the cores by itself.
-class OnCore {
- public:
-  explicit OnCore(int core) {
-    sched_getaffinity(0, sizeof before_, &before_);
-    cpu_set_t one;
-    CPU_ZERO(&one);
-    CPU_SET(core, &one);
-    sched_setaffinity(0, sizeof one, &one);
-  }
-  ~OnCore() { sched_setaffinity(0, sizeof before_, &before_); }
-  OnCore(const OnCore&) = delete;
-  OnCore& operator=(const OnCore&) = delete;
-
- private:
-  cpu_set_t before_;
-};
-
-// The cores that this process may run on.
-std::vector<int> own_cores() {
-  cpu_set_t all;
-  std::vector<int> cores;
-  if (sched_getaffinity(0, sizeof all, &all) != 0) return cores;
-  for (int core = 0; core < CPU_SETSIZE; ++core) {
-    if (CPU_ISSET(core, &all)) cores.push_back(core);
-  }
-  return cores;
-}
 
 struct PartitionSide {
   colx_cv keys = {};
@@ -74,14 +42,16 @@ struct ParallelJoin {
   std::vector<uint64_t> probe_hashes = std::vector<uint64_t>(partitions * probe_rows);
   uint8_t* buckets = lasting_bytes(partitions * bucket_bytes);
   uint8_t* overflow = lasting_bytes(partitions * overflow_bytes);
-  uint8_t* outputs[2] = {lasting_bytes(16 * most_records), lasting_bytes(16 * most_records)};
+  std::vector<uint8_t*> outputs;  // one a thread
   std::vector<void*> bucket_arrays, over_cur, over_end;
-  std::vector<int> cores = own_cores();
   std::atomic<uint64_t> next{0};
   std::atomic<uint64_t> records{0};
   std::atomic<bool> stopped{false};
 
-  ParallelJoin() : bucket_arrays(partitions), over_cur(partitions), over_end(partitions) {
+  explicit ParallelJoin(unsigned most_threads)
+      : bucket_arrays(partitions), over_cur(partitions), over_end(partitions) {
+    for (unsigned thread = 0; thread < most_threads; ++thread)
+      outputs.push_back(lasting_bytes(16 * most_records));
     RandomNumbers random(partitions);
     for (uint64_t& hash : build_hashes) hash = random.next();
     for (uint64_t row = 0; row < probe_hashes.size(); ++row) {
@@ -124,48 +94,39 @@ struct ParallelJoin {
     return res.colx_cv_num_of_rows;
   }
 
-  void work(uint8_t* output, int core) {
-    const OnCore bound(core);
-    uint64_t found = 0;
-    for (uint64_t p; (p = next.fetch_add(1)) < partitions;) found += join(p, output);
-    records += found;
-  }
-
   void run(unsigned threads) {
     next = records = 0;
-    if (threads == 1) return work(outputs[0], cores.back());
-    std::thread second([this] { work(outputs[1], cores.front()); });
-    work(outputs[0], cores.back());
-    second.join();
+    run_on_cores(threads, [this](unsigned thread) {
+      uint64_t found = 0;
+      for (uint64_t p; (p = next.fetch_add(1)) < partitions;) found += join(p, outputs[thread]);
+      records += found;
+    });
   }
 };
 
-std::string fault_of(ParallelJoin& join) {
+std::string fault_of(ParallelJoin& join, unsigned threads) {
   join.run(1);
   const uint64_t expected = join.records;
   if (join.stopped || expected < join.probe_hashes.size()) return "rows are missing";
-  join.run(2);
-  return join.stopped || join.records != expected ? "two threads find other rows" : "";
+  join.run(threads);
+  return join.stopped || join.records != expected ? "several threads find other rows" : "";
 }
 
 }  // namespace
 
-bool has_two_cores() {
-  return own_cores().size() >= 2;
-}
-
-Case parallel_join_case(const SizeClass& size) {
-  const auto prepare = [] {
-    const auto join = std::make_shared<ParallelJoin>();
+Case parallel_join_case(unsigned threads, const SizeClass& size) {
+  const auto prepare = [=] {
+    const auto join = std::make_shared<ParallelJoin>(threads);
     Contest contest;
-    contest.fault = fault_of(*join);
-    contest.kernel = [=](unsigned) { join->run(2); };
+    contest.fault = fault_of(*join, threads);
+    contest.kernel = [=](unsigned) { join->run(threads); };
     contest.scalar = [=](unsigned) { join->run(1); };
     return contest;
   };
   const uint64_t rows = partitions * (build_rows + probe_rows);
   const uint64_t bytes = partitions * (bucket_bytes + 16 * probe_rows) + 8 * rows;
-  return {"join of 64 partitions by 2 threads", "", size, rows, bytes, prepare};
+  const std::string by = std::to_string(threads) + (threads == 1 ? " thread" : " threads");
+  return {"join of 64 partitions by " + by, "", size, rows, bytes, prepare};
 }
 
 }  // namespace colx::bench
