@@ -63,6 +63,14 @@ Result<void> read_plain(const Source& source, std::vector<Value>& values) {
   });
 }
 
+Result<void> read_signed_bytes(const Source& source, std::vector<int64_t>& values) {
+  return for_present(source, [&](size_t row, int64_t index) -> Result<void> {
+    const int64_t byte = load_at<uint8_t>(source.buffer(1), index);
+    values[row] = (byte ^ 0x80) - 0x80;
+    return {};
+  });
+}
+
 Result<void> read_largest_unsigned(const Source& source, std::vector<int64_t>& values) {
   return for_present(source, [&](size_t row, int64_t index) -> Result<void> {
     const auto number = load_at<uint64_t>(source.buffer(1), index);
@@ -104,7 +112,7 @@ Result<void> read_integers(const Source& source, std::vector<int64_t>& values) {
   if (type.kind == ValueKind::date && type.bits == 64) return read_milliseconds(source, values);
   switch (type.bits) {
     case 8:
-      return is_unsigned ? read_plain<uint8_t>(source, values) : read_plain<int8_t>(source, values);
+      return is_unsigned ? read_plain<uint8_t>(source, values) : read_signed_bytes(source, values);
     case 16:
       return is_unsigned ? read_plain<uint16_t>(source, values)
                          : read_plain<int16_t>(source, values);
@@ -210,17 +218,15 @@ Result<void> check_slice(const ArrowSlice& slice, const ValueType& type) {
   return {};
 }
 
+template <class Value>
+void copy_element(const std::vector<Value>& from, size_t index, DecodedColumn& to, size_t row) {
+  std::get<std::vector<Value>>(to.values)[row] = from[index];
+}
+void copy_element(const RowBits& from, size_t index, DecodedColumn& to, size_t row) {
+  if (from.test(index)) std::get<RowBits>(to.values).set(row);
+}
 void copy_value(const DecodedColumn& from, size_t index, DecodedColumn& to, size_t row) {
-  if (const auto* bits = std::get_if<RowBits>(&from.values)) {
-    if (bits->test(index)) std::get<RowBits>(to.values).set(row);
-    return;
-  }
-  const auto copy = [&]<class Value>(const std::vector<Value>& values) {
-    std::get<std::vector<Value>>(to.values)[row] = values[index];
-  };
-  if (const auto* integers = std::get_if<std::vector<int64_t>>(&from.values)) copy(*integers);
-  if (const auto* doubles = std::get_if<std::vector<double>>(&from.values)) copy(*doubles);
-  if (const auto* text = std::get_if<std::vector<std::string_view>>(&from.values)) copy(*text);
+  std::visit([&](const auto& values) { copy_element(values, index, to, row); }, from.values);
 }
 
 // Indices of a dictionary array, looked up; `indices` has an element a row of the column.

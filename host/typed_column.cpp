@@ -12,13 +12,6 @@
 namespace colx::host {
 namespace {
 
-template <class... Cases>
-struct Overloaded : Cases... {
-  using Cases::operator()...;
-};
-template <class... Cases>
-Overloaded(Cases...) -> Overloaded<Cases...>;
-
 const char* name_of(StoredForm form) {
   constexpr const char* names[] = {"smallest", "codes", "fixed", "dynp"};
   return names[static_cast<size_t>(form)];
@@ -108,7 +101,7 @@ Result<void> store_values(const Rows<int64_t>& rows, TypedColumn& out) {
   if (form == StoredForm::dynp) return store_counted_rows(rows, out);
   const Range range = range_of(rows);
   if (form == StoredForm::fixed) return store_integer_rows(rows, range.low, out);
-  const auto codes = store_codes_of<int64_t>(rows, out);
+  auto codes = store_codes_of<int64_t>(rows, out);
   if (form == StoredForm::codes) return codes;
   const size_t bits = static_cast<size_t>(std::bit_width(distance(range.low, range.high)));
   const size_t row_bytes = std::max<size_t>(1, (bits + 7) / 8);
@@ -158,7 +151,7 @@ Result<void> store_values(const Rows<double>& rows, TypedColumn& out) {
         "the column as fixed rows",
         nan);
   if (form != StoredForm::fixed && !has_nan) {
-    const auto codes = store_codes_of<double>(rows, out);
+    auto codes = store_codes_of<double>(rows, out);
     if (form == StoredForm::codes) return codes;
     if (codes && codes_are_smaller(out, rows.values.size(), is_float ? 4 : 8)) return {};
   }
@@ -194,6 +187,12 @@ Result<void> store_values(const RowBits& bits, const RowBits* present,
   return store_codes_of<int64_t>(Rows<int64_t>{numbers, present, options}, out);
 }
 
+template <class Value>
+Result<void> store_values(const std::vector<Value>& values, const RowBits* present,
+                          const TypedColumnOptions& options, TypedColumn& out) {
+  return store_values(Rows<Value>{values, present, options}, out);
+}
+
 // The rows that have a value; none where all have.
 Result<std::optional<RowBits>> present_rows(const DecodedColumn& decoded, EmptyText empty_text) {
   std::optional<RowBits> present;
@@ -224,15 +223,16 @@ uint64_t DecodedColumn::rows() const {
 }
 
 bool DecodedColumn::values_are_of_their_kind() const {
-  const ValueKind kind = type.kind;
-  return std::visit(
-      Overloaded{[&](const RowBits&) { return kind == ValueKind::boolean; },
-                 [&](const std::vector<double>&) { return kind == ValueKind::floating; },
-                 [&](const std::vector<std::string_view>&) { return kind == ValueKind::text; },
-                 [&](const std::vector<int64_t>&) {
-                   return kind != ValueKind::boolean && kind < ValueKind::floating;
-                 }},
-      values);
+  switch (type.kind) {
+    case ValueKind::boolean:
+      return std::holds_alternative<RowBits>(values);
+    case ValueKind::floating:
+      return std::holds_alternative<std::vector<double>>(values);
+    case ValueKind::text:
+      return std::holds_alternative<std::vector<std::string_view>>(values);
+    default:
+      return std::holds_alternative<std::vector<int64_t>>(values);
+  }
 }
 
 DecodedColumn make_decoded_column(std::string name, const ValueType& type, uint64_t rows) {
@@ -261,11 +261,7 @@ Result<TypedColumn> store_typed_column(const DecodedColumn& decoded,
   out.type = decoded.type;
   out.nulls = bits ? bits->size() - bits->count() : 0;
   const auto stored = std::visit(
-      Overloaded{[&](const RowBits& values) { return store_values(values, bits, options, out); },
-                 [&]<class Value>(const std::vector<Value>& values) {
-                   return store_values(Rows<Value>{values, bits, options}, out);
-                 }},
-      decoded.values);
+      [&](const auto& values) { return store_values(values, bits, options, out); }, decoded.values);
   if (!stored) return of_column(decoded.name, stored.error());
   return out;
 }
