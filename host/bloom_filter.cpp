@@ -11,9 +11,12 @@ namespace {
 
 constexpr uint32_t most_partition_bits = 16;
 
-Result<void> check_width(const HashColumn& hashes) {
+Result<void> check_column(const HashColumn& hashes) {
   if (hashes.width_bits != 32 && hashes.width_bits != 64)
     return make_error("hash values of %u bits: use 32 or 64", hashes.width_bits);
+  if (hashes.rows > UINT32_MAX)
+    return make_error("%llu hash values at once: pass up to 2^32 - 1",
+                      static_cast<unsigned long long>(hashes.rows));
   return {};
 }
 
@@ -75,7 +78,7 @@ uint8_t* BloomFilter::byte_of(uint32_t hash, uint32_t& bit) const {
 }
 
 Result<void> BloomFilter::add(const HashColumn& hashes) {
-  if (auto sound = check_width(hashes); !sound) return sound;
+  if (auto sound = check_column(hashes); !sound) return sound;
   for (uint32_t row = 0; row < hashes.rows; ++row) {
     uint32_t bit;
     uint8_t* const byte = byte_of(hash_at(hashes, row), bit);
@@ -86,19 +89,20 @@ Result<void> BloomFilter::add(const HashColumn& hashes) {
 
 Result<PassedRows> BloomFilter::test(const HashColumn& hashes, RowBits& hits,
                                      const RowBits* selection, uint32_t start_row) const {
-  if (auto sound = check_width(hashes); !sound) return sound.error();
-  if (hits.size() != hashes.rows || (selection && selection->size() != hashes.rows))
-    return make_error("%u hash values, room for the bits of %llu, a selection of %llu", hashes.rows,
+  if (auto sound = check_column(hashes); !sound) return sound.error();
+  const auto rows = static_cast<uint32_t>(hashes.rows);
+  if (hits.size() != rows || (selection && selection->size() != rows))
+    return make_error("%u hash values, room for the bits of %llu, a selection of %llu", rows,
                       static_cast<unsigned long long>(hits.size()),
-                      static_cast<unsigned long long>(selection ? selection->size() : hashes.rows));
-  if (start_row > hashes.rows) return make_error("start row %u of %u rows", start_row, hashes.rows);
+                      static_cast<unsigned long long>(selection ? selection->size() : rows));
+  if (start_row > rows) return make_error("start row %u of %u rows", start_row, rows);
   // Kernels only read column, filter and selection; the records have no const members.
   colx_enc_ctx column_encoding{}, filter_encoding = encoding_;
   column_encoding.colx_enc_ctx_flags = COLX_HASH_VALUES;
   column_encoding.colx_enc_ctx_width = hashes.width_bits;
   colx_cv column{}, filter{}, result{};
   column.colx_cv_data = const_cast<void*>(hashes.data);
-  column.colx_cv_num_of_rows = hashes.rows;
+  column.colx_cv_num_of_rows = rows;
   column.colx_cv_encoding_context = &column_encoding;
   filter.colx_cv_encoding_context = &filter_encoding;
   filter.colx_cv_bits = partition_bits_

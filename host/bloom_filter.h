@@ -21,12 +21,12 @@ namespace colx::host {
 // Hash values back to back, in memory that the caller keeps; kernels read nothing behind them.
 struct HashColumn {
   const void* data = nullptr;  // rows * width_bits / 8 bytes
-  uint32_t rows = 0;           // hash values
+  uint64_t rows = 0;           // hash values, 2^32 - 1 at most
   uint32_t width_bits = 64;    // 32 or 64
 
-  // Values of 64 bits; below 2^32 of them.
+  // Values of 64 bits.
   static HashColumn of(std::span<const uint64_t> hashes) {
-    return {hashes.data(), static_cast<uint32_t>(hashes.size()), 64};
+    return {hashes.data(), hashes.size(), 64};
   }
 };
 
@@ -51,12 +51,12 @@ class BloomFilter {
   // range, too many partition bits, more bits than 32-bit hash values tell apart.
   static Result<BloomFilter> create(const Library& library, const BloomOptions& options);
 
-  // Lets every value of the column pass. Error: another width than 32 or 64 bits.
+  // Lets every value of the column pass. Errors: another width than 32 or 64 bits, too many values.
   Result<void> add(const HashColumn& hashes);
 
   // Tests rows from `start_row` on, all or the selected ones. `hits`, a bit a row of the column,
-  // receives the rows that pass and nothing else. Errors leave it unchanged: another width, another
-  // number of rows, a start row above it.
+  // receives the rows that pass and nothing else. Errors leave it unchanged: another width, too
+  // many values, another number of rows, a start row above it.
   Result<PassedRows> test(const HashColumn& hashes, RowBits& hits,
                           const RowBits* selection = nullptr, uint32_t start_row = 0) const;
 

@@ -61,7 +61,8 @@ Selection ChunkRows::selection(uint32_t rows_per_walked_row) const {
 template <class Filter>
 Result<void> ChunkRows::keep_found(const Filter& filter) {
   if (count_ == 0) return {};
-  const bool in_runs = filter.column().chunks[chunk_].runs.has_value();
+  const std::vector<Chunk>& chunks = filter.column().chunks;
+  const bool in_runs = chunk_ < chunks.size() && chunks[chunk_].runs.has_value();
   const Selection among = in_runs ? Selection{} : selection(rows_per_walked_row(filter));
   const auto found = CallMeter::measure(meter_, filter.slot(), chunk_rows(), [&] {
     return filter.run(chunk_, found_, *services_, among);
@@ -160,9 +161,9 @@ Result<std::span<const uint64_t>> pick_numbers(ChunkRows& rows, const StoredColu
     return make_error("numbers are picked out of columns of fixed rows of 1 to 4 bytes");
   if (rows.chunk() >= column.chunks.size() ||
       column.chunks[rows.chunk()].rows != rows.chunk_rows() ||
-      column.chunks[rows.chunk()].image_bytes)
+      column.chunks[rows.chunk()].image_bytes || column.chunks[rows.chunk()].runs)
     return make_error(
-        "the column's chunk %zu is compressed or has other rows than the filtered one",
+        "the column's chunk %zu is compressed, in runs or has other rows than the filtered one",
         rows.chunk());
   if (numbers.size() < rows.count()) numbers.resize(rows.count());
   constexpr decltype(&pick<1>) picks[] = {pick<1>, pick<2>, pick<3>, pick<4>};

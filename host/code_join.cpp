@@ -1,6 +1,7 @@
 #include "host/code_join.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include "host/join_probe.h"
@@ -17,9 +18,24 @@ Result<void> hash_codes(const Library& library, std::span<const uint32_t> codes,
   return hash_keys(library, *keys, hashes);
 }
 
+// A key that occurs twice would be joined with two codes.
+Result<void> check_keys(std::span<const KeyCode> pairs) {
+  std::vector<size_t> order(pairs.size());
+  std::iota(order.begin(), order.end(), size_t{0});
+  std::sort(order.begin(), order.end(), [&](size_t a, size_t b) {
+    return std::pair(pairs[a].key, a) < std::pair(pairs[b].key, b);
+  });
+  for (size_t k = 1; k < order.size(); ++k)
+    if (pairs[order[k]].key == pairs[order[k - 1]].key)
+      return make_error("pairs %zu and %zu have one key, %u; a join finds one code for each",
+                        order[k - 1], order[k], pairs[order[k]].key);
+  return {};
+}
+
 }  // namespace
 
 Result<CodeJoin> CodeJoin::build(const Library& library, std::span<const KeyCode> pairs) {
+  if (auto sound = check_keys(pairs); !sound) return sound.error();
   std::vector<uint32_t> codes, values;
   for (const KeyCode& pair : pairs) {
     codes.push_back(pair.key);

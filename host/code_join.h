@@ -28,8 +28,8 @@ class CodeJoin {
     std::vector<uint32_t> candidate_positions;  // where they stood
   };
 
-  // Each pair's key is a code of the column that is joined, its code what the join finds for it; no
-  // key twice. Errors: those of the table and the filter.
+  // Each pair's key is a code of the column that is joined, its code what the join finds for it.
+  // Errors: a key that occurs twice, those of the table and the filter.
   static Result<CodeJoin> build(const Library& library, std::span<const KeyCode> pairs);
 
   // Joins on the codes that `unpack` reads: drops the rows without a match and delivers, in row

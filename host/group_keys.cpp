@@ -10,6 +10,7 @@ namespace {
 constexpr uint32_t scratch_codes = 2048;
 
 Result<void> check_column(const std::vector<const StoredColumn*>& columns, size_t index) {
+  if (!columns[index]) return make_error("column %zu is null", index);
   const StoredColumn& column = *columns[index];
   const StoredColumn& first = *columns[0];
   if (column.format.encoding != Encoding::dict || column.format.width_bits > 32)

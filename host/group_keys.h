@@ -23,9 +23,9 @@ enum class KeyComposition {
 // threads may share it.
 class GroupKeys {
  public:
-  // Errors name the column: none given, no codes or codes of 64 bits, no dictionary (it tells how
-  // many codes there are), codes of a width that the library does not unpack, other rows or chunks
-  // than column 0, a key space above 2^32 - 1.
+  // Errors name the column: none given, a null one, no codes or codes of 64 bits, no dictionary (it
+  // tells how many codes there are), codes of a width that the library does not unpack, other rows
+  // or chunks than column 0, a key space above 2^32 - 1.
   static Result<GroupKeys> bind(const Library& library, HostServices& services,
                                 std::vector<const StoredColumn*> columns,
                                 KeyComposition composition = KeyComposition::multiplied);

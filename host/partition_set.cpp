@@ -163,8 +163,12 @@ Result<KeyRows> PartitionSet::keys(uint32_t partition, size_t region) const {
                                      : KeyRows::hash_records(records(partition, region));
 }
 
-void PartitionSet::split(uint32_t partition, std::vector<uint64_t>& hashes,
-                         std::vector<uint64_t>& values) const {
+Result<void> PartitionSet::split(uint32_t partition, std::vector<uint64_t>& hashes,
+                                 std::vector<uint64_t>& values) const {
+  if (form() != RecordForm::row_ids)
+    return make_error("only records of row ids are split into hashes and values");
+  if (partition >= partitions())
+    return make_error("partition %u of a set of %u", partition, partitions());
   for (size_t region = 0; region < regions(partition); ++region) {
     const auto bytes = records(partition, region);
     for (size_t at = 0; at < bytes.size(); at += 16) {
@@ -174,6 +178,7 @@ void PartitionSet::split(uint32_t partition, std::vector<uint64_t>& hashes,
       hashes.push_back(record[1]);
     }
   }
+  return {};
 }
 
 uint64_t PartitionSet::rows(uint32_t partition) const {

@@ -68,8 +68,9 @@ class PartitionSet {
   Result<KeyRows> keys(uint32_t partition, size_t region) const;
 
   // Rows of a partition of row ids as arrays, as probes take them: appended to what is there.
-  void split(uint32_t partition, std::vector<uint64_t>& hashes,
-             std::vector<uint64_t>& values) const;
+  // Errors leave the arrays as they are: records of another form, no such partition.
+  Result<void> split(uint32_t partition, std::vector<uint64_t>& hashes,
+                     std::vector<uint64_t>& values) const;
   // Rows of a partition of row ids or codes.
   uint64_t rows(uint32_t partition) const;
 

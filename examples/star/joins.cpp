@@ -226,7 +226,8 @@ class Join {
           return done;
       }
       std::vector<uint64_t> hashes, lines;
-      for (const host::PartitionSet& set : line_sets_) set.split(partition, hashes, lines);
+      for (const host::PartitionSet& set : line_sets_)
+        if (auto done = set.split(partition, hashes, lines); !done) return done;
       const auto keys = host::KeyRows::hashes(hashes);
       if (!keys) return host::Result<void>(keys.error());
       auto probe = host::JoinProbe::open_partition(

@@ -129,6 +129,9 @@ TEST_F(Filters, RefuseWrongParameters) {
   EXPECT_FALSE(filter.test(HashColumn::of(two), hits));
   RowBits right(2);
   EXPECT_EQ(filter.test(HashColumn::of(two), right, nullptr, 3).message(), "start row 3 of 2 rows");
+  const HashColumn many{two.data(), uint64_t{1} << 32, 64};
+  EXPECT_EQ(filter.add(many).message(), "4294967296 hash values at once: pass up to 2^32 - 1");
+  EXPECT_FALSE(filter.test(many, right));
 }
 
 }  // namespace

@@ -161,9 +161,22 @@ TEST_F(ChunkRowsTest, RefuseWhatDoesNotFit) {
   rows.start(0, 3000);
   std::vector<uint64_t> memory;
   EXPECT_EQ(pick_numbers(rows, fixed, memory).message(),
-            "the column's chunk 0 is compressed or has other rows than the filtered one");
+            "the column's chunk 0 is compressed, in runs or has other rows than the filtered one");
   EXPECT_EQ(pick_numbers(rows, one.stored, memory).message(),
             "numbers are picked out of columns of fixed rows of 1 to 4 bytes");
+  rows.start(1, 3000);
+  EXPECT_EQ(rows.keep(CodeSet::bind(library, one.stored, RowBits(10)).value()).message(),
+            "chunk 1 of a column with 1 chunks");
+  EXPECT_TRUE(rows.all()) << "an error drops no row";
+  std::vector<uint32_t> codes;
+  EXPECT_EQ(CodeUnpack::bind(library, one.stored)->run(rows, codes).message(),
+            "the column's chunk 1 has other rows than the filtered one");
+}
+
+TEST_F(ChunkRowsTest, JoinNoKeyTwice) {
+  const std::vector<KeyCode> pairs = {{5, 0}, {9, 1}, {5, 2}};
+  EXPECT_EQ(CodeJoin::build(library, pairs).message(),
+            "pairs 0 and 2 have one key, 5; a join finds one code for each");
 }
 
 TEST_F(ChunkRowsTest, AJoinKeepsTheRowsOfItsKeysWithWhatItFindsForThem) {

@@ -114,6 +114,7 @@ TEST_F(Keys, RefuseColumnsThatDoNotGoTogether) {
   auto wide = store_dictionary_column<int64_t>(values(7, 1), {.width_bits = 64}).value();
   EXPECT_EQ(bind({&wide.column}).message(), "column 0 holds no dictionary codes of up to 32 bits");
   EXPECT_EQ(bind({}).message(), "group keys of no columns: give one or more");
+  EXPECT_EQ(bind({&year.column, nullptr}).message(), "column 1 is null");
   EXPECT_EQ(bind({&year.column, &codes}).message(),
             "column 1 has no dictionary, which says how many codes there are");
   EXPECT_EQ(bind({&year.column, &other.column}).message(), "column 1 has 3 chunks, column 0 has 4");

@@ -46,7 +46,7 @@ TEST_F(Partitions, HoldTheRowsOfTheirHashBitsInOrder) {
           expected_hashes.push_back(hash_of(codes[row]));
           expected_values.push_back(100 + row);
         }
-      set.split(partition, hashes, values);
+      ASSERT_TRUE(set.split(partition, hashes, values));
       EXPECT_EQ(hashes, expected_hashes);
       EXPECT_EQ(values, expected_values);
       EXPECT_EQ(set.rows(partition), values.size());
@@ -62,7 +62,7 @@ TEST_F(Partitions, AreSplitAgainByOtherBits) {
   for (size_t region = 0; region < coarse.regions(2); ++region)
     ASSERT_TRUE(fine.add(coarse.keys(2, region).value(), RowValues::numbered_from(0)));
   std::vector<uint64_t> hashes, values, expected;
-  fine.split(3, hashes, values);
+  ASSERT_TRUE(fine.split(3, hashes, values));
   for (uint32_t row = 0; row < codes.size(); ++row)
     if (hash_of(codes[row]) >> 60 == 0b1011) expected.push_back(row);
   EXPECT_EQ(values, expected);
@@ -166,7 +166,7 @@ TEST_F(Partitions, AreJoinedOneByOne) {
         ASSERT_TRUE(table.build_partition(partition, build_set.keys(partition, region).value(),
                                           RowValues::numbered_from(0)));
       std::vector<uint64_t> hashes, values;
-      probe_set.split(partition, hashes, values);
+      ASSERT_TRUE(probe_set.split(partition, hashes, values));
       auto matches = JoinProbe::open_partition(
           library, table, partition, KeyRows::hashes(hashes).value(), RowValues::of(values),
           [&](uint64_t p, uint64_t b) { return probe[p] == build[b]; });
@@ -227,6 +227,11 @@ TEST_F(Partitions, RefuseRowsThatDoNotGoWithTheForm) {
   EXPECT_FALSE(
       payloads.add(KeyRows::hashes(one).value(), KeyRows::pointers(data, lengths).value()));
   EXPECT_FALSE(payloads.keys(0, 0));
+  std::vector<uint64_t> hashes, values;
+  EXPECT_EQ(payloads.split(0, hashes, values).message(),
+            "only records of row ids are split into hashes and values");
+  EXPECT_FALSE(row_ids.split(row_ids.partitions(), hashes, values));
+  EXPECT_TRUE(hashes.empty());
 }
 
 }  // namespace
