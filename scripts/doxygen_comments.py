@@ -5,7 +5,8 @@ usage: doxygen_comments.py HEADER
 
 The comment that a file begins with describes the file, one straight above a declaration or beside
 it describes that declaration, and one above overloads that follow each other describes them all.
-Indented lines of a comment are a drawing or a piece of code. Lines stay where they are.
+Indented lines of a comment are a drawing or a piece of code. Lines stay where they are up to the
+first comment that is repeated.
 """
 
 import re
@@ -21,23 +22,24 @@ def marked(text):
     return "`".join(part if k % 2 else SPECIAL.sub(r"\\\1", part) for k, part in enumerate(parts))
 
 
-def block(lines, indent, first=""):
+def block(lines, indent, last=""):
     """A comment of `lines` above a declaration; what is indented in it comes out as it stands."""
     out, drawing = [], False
     for line in lines:
         is_drawn = line.startswith("  ") or (drawing and line == "")
-        mark = ""
-        if is_drawn != drawing:
-            mark = "\\verbatim " if is_drawn else "\\endverbatim "
-            drawing = is_drawn
-        if is_drawn:
-            line = line.strip("\n")
-        else:
-            line = marked(line.strip())
-        out.append(f"{indent}/// {first}{mark}{line}".rstrip())
-        first = ""
+        if is_drawn and not drawing:
+            if out and not out[-1]:
+                out[-1] = "\\verbatim"
+            else:
+                line = "\\verbatim " + line
+        elif not is_drawn:
+            line = ("\\endverbatim " if drawing else "") + marked(line.strip())
+        drawing = is_drawn
+        out.append(line)
     if drawing:
-        out[-1] += " \\endverbatim"
+        last = " \\endverbatim" + last
+    out[0] = f"{indent}/*! {out[0]}"
+    out[-1] += last + " */"
     return out
 
 
@@ -95,7 +97,7 @@ def main():
             heads_file = at == 0
             follows = rows[end][2].strip() if end < len(rows) else ""
             if heads_file:
-                out += block(lines, "", "\\file\n/// ")
+                out += block(lines, "", " \\file")
             elif follows and not lines[0].startswith("-----") and not is_directive(follows):
                 comment = block(lines, indent)
                 out += comment

@@ -593,6 +593,7 @@ extern COLX_API const char* const colx_dispatch_func_names[COLX_DISPATCH_SLOTS];
 COLX_API uint32_t colx_dispatch_table_size(void);
 
 /* Set-up: this library has nothing to do. */
+
 COLX_API colx_setup_call colx_init_sharedlib_dydi;   /* does nothing */
 COLX_API colx_setup_call colx_set_trace_level_dydi;  /* does nothing: there is no trace */
 COLX_API colx_thread_call colx_thread_ctx_init_dydi; /* does nothing, returns 0 */
@@ -606,10 +607,12 @@ COLX_API uint32_t colx_null(void* unused1, colx_cv* res, colx_cv* src, void* unu
 COLX_API void colx_stats_dump(const colx_stats_ctx* ctx, int32_t only_called);
 
 /* Cumulative lengths. */
+
 COLX_API colx_build_cla_call colx_build_cla_1_ub1; /* cumulative array from lengths of 1 byte */
 COLX_API colx_build_cla_call colx_build_cla_1_ub2; /* the same from lengths of 2 bytes */
 
 /* Word bit vectors. */
+
 COLX_API colx_lbiwv_unary_call colx_lbiwvnot_dydi;       /* dst = not a */
 COLX_API colx_lbiwv_binary_call colx_lbiwvand_dydi;      /* dst = a and b */
 COLX_API colx_lbiwv_binary_call colx_lbiwvor_dydi;       /* dst = a or b */
@@ -629,6 +632,7 @@ COLX_API colx_bit_run_call colx_lbiwvrun_dydi;           /* not served: returns 
 COLX_API colx_bit_runs_call colx_lbiwvruns_dydi;         /* not served: returns 0 */
 
 /* Byte bit vectors. */
+
 COLX_API colx_lbiv_unary_call colx_lbivnot_dydi;       /* dst = not a */
 COLX_API colx_lbiv_binary_call colx_lbivand_dydi;      /* dst = a and b */
 COLX_API colx_lbiv_binary_call colx_lbivor_dydi;       /* dst = a or b */
@@ -648,6 +652,7 @@ COLX_API colx_bit_run_call colx_lbivrun_dydi;          /* not served: returns 0x
 COLX_API colx_bit_runs_call colx_lbivruns_dydi;        /* not served: returns 0 */
 
 /* Hash join. */
+
 COLX_API colx_hash_call colx_hash_dydi;           /* hashes of a column's keys, 8 bytes each */
 COLX_API colx_partition_call colx_partition_dydi; /* scatters rows by bits of their hash */
 COLX_API colx_ht_build_call colx_ht_build_dydi;   /* adds rows to a hash table */
@@ -659,6 +664,7 @@ COLX_API colx_transpose_reference_call colx_transpose_reference_dydi;
 COLX_API colx_transpose_convert_call colx_transpose_convert_dydi;
 
 /* Bloom filters. */
+
 COLX_API colx_bloom_call colx_bloom_dydi;             /* picks among the four others */
 COLX_API colx_bloom_call colx_bloom_hash32;           /* tests hash values of 32 bits */
 COLX_API colx_bloom_call colx_bloom_hash64;           /* tests hash values of 64 bits */
@@ -666,12 +672,14 @@ COLX_API colx_bloom_call colx_bloom_hash32_selective; /* tests those of selected
 COLX_API colx_bloom_call colx_bloom_hash64_selective; /* tests those of selected rows alone */
 
 /* Aggregation and conversion of numbers that are stored as their colx_enc_ctx says. */
+
 COLX_API colx_groupkey_call colx_groupkey_dydi; /* keys of adjacent columns; writes no kctx */
 COLX_API colx_gby_sum_call colx_gby_sum_dydi;   /* sums by group; null groups: onto element 0 */
 COLX_API colx_three_call colx_convert_dydi;     /* canonical to native, or the sum of all rows */
 COLX_API colx_spatial_pip_call colx_spatial_pip_dydi; /* raw count of the edges crossed */
 
 /* Stream decoders. */
+
 COLX_API colx_wpak_decode_call colx_wpak_decode_dydi; /* expands a wpak stream */
 COLX_API colx_three_call colx_prefix_decode_dydi;     /* expands groups of shared prefixes */
 
