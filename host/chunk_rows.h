@@ -84,7 +84,9 @@ class CodeUnpack {
   // Errors: a column without codes, a width without a kernel.
   static Result<CodeUnpack> bind(const Library& library, const StoredColumn& column);
 
-  // The codes of the rows that are left, in row order; `codes` is their memory and grows.
+  // The codes of the rows that are left, in row order; `codes` is their memory and grows, a few
+  // more than there are rows. The first touch of a compressed chunk is serialised here. Errors: the
+  // column has no such chunk or other rows in it; a status that the kernel should not return.
   Result<std::span<const uint32_t>> run(const ChunkRows& rows, std::vector<uint32_t>& codes) const;
 
   // The column that it reads.

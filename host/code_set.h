@@ -22,7 +22,9 @@ class CodeSet {
                               const RowBits& codes);
 
   // As PreparedScan::run(): the chunk's rows with a code of the set, all or among the selected
-  // ones, into `hits`; returns how many.
+  // ones, into `hits`; returns how many. Errors leave `hits` unchanged: no such chunk, `hits` or
+  // the selection of another length, a selection on a run-length chunk; and a status that the
+  // kernel should not return.
   Result<uint32_t> run(size_t chunk, RowBits& hits, HostServices& services,
                        Selection selection = {}) const;
 

@@ -31,7 +31,8 @@ class CompressedDictionary {
   // than 2^32 - 1 bytes or codes.
   static Result<CompressedDictionary> write(std::span<const std::string_view> symbols);
 
-  // What kernels read, expanded by the decompression service of `env`.
+  // What kernels read, expanded by the decompression service of `env`. Errors: those of
+  // expand_wpak().
   Result<DictionaryImage> expand(colx_env* env) const;
 
   // Codes that have a symbol.

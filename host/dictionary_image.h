@@ -27,7 +27,7 @@ class DictionaryImage {
   // same, else with cumulative offsets; an empty dictionary has the cumulative form. Errors: a
   // value above max_symbol_bytes, more than 2^32 - 1 bytes or codes.
   static Result<DictionaryImage> write(std::span<const std::string_view> symbols);
-  // The cumulative form whatever the lengths are.
+  // The cumulative form whatever the lengths are; errors as above.
   static Result<DictionaryImage> write_cumulative(std::span<const std::string_view> symbols);
 
   // Sets the dictionary fields of `encoding`, which must not outlive the image.

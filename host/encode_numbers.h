@@ -30,7 +30,7 @@ struct DsbOptions {
 // Canonical rows of 32 and 64 bits; every bit pattern is kept, NaNs too. Errors: chunk_rows.
 Result<StoredColumn> store_floats(std::span<const float> numbers,
                                   const NumberOptions& options = {});
-// The same in 8 bytes.
+// The same in 8 bytes; errors as above.
 Result<StoredColumn> store_doubles(std::span<const double> numbers,
                                    const NumberOptions& options = {});
 

@@ -50,10 +50,11 @@ Result<StoredColumn> store_fixed(std::span<const std::string_view> values,
 Result<StoredColumn> store_dynp(std::span<const std::string_view> values,
                                 const DynpOptions& options = {});
 
-// Unsigned numbers, big-endian in the row's width; the length is the width.
+// Unsigned numbers, big-endian in the row's width; the length is the width. Errors as above.
 Result<StoredColumn> store_fixed_numbers(std::span<const uint64_t> numbers,
                                          const FixedOptions& options = {});
 // Signed numbers in counted form (value_forms.h); `lengths` kept or not, trailing zero bytes go.
+// Errors as above, a number outside min_counted to max_counted.
 Result<StoredColumn> store_dynp_numbers(std::span<const int64_t> numbers,
                                         const DynpOptions& options = {});
 

@@ -81,7 +81,8 @@ class GatheredRows {
                                    GatherLayout layout = GatherLayout::pointers,
                                    uint32_t room = 65536);
 
-  // The next values, in the order of the list; none at the end.
+  // The next values, in the order of the list; none at the end. Error: a status that the kernel
+  // should not return.
   Result<GatheredValues> next();
 
  private:

@@ -38,7 +38,8 @@ class GroupKeys {
   uint32_t codes(size_t column) const;
 
   // Keys of the chunk's rows, all or the selected ones, in row order; returns how many. Errors
-  // leave `keys` unchanged: no such chunk, a selection of another length, too little room. The first touch of a compressed chunk is serialised here.
+  // leave `keys` unchanged: no such chunk, a selection of another length, too little room. The
+  // first touch of a compressed chunk is serialised here.
   Result<uint32_t> run(size_t chunk, std::span<uint32_t> keys,
                        const RowBits* selection = nullptr) const;
 

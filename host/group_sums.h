@@ -38,6 +38,7 @@ class GroupSums {
   // rows, a key that is no group (with its row), another type, a width that the type does not have.
   Result<void> add(const NumberRows& numbers, std::span<const uint32_t> keys);
   // Adds all rows to the sum of group 0; floating-point rows are summed among themselves first.
+  // Errors, with nothing added: another type, a width that the type does not have.
   Result<void> add_all(const NumberRows& numbers);
   // Adds each of the other's sums to the same group's. Errors: another type or key space.
   Result<void> merge(const GroupSums& other);

@@ -48,7 +48,7 @@ class JoinProbe {
                                           uint32_t room = 4096);
 
   // The next matches, in the order of the probe rows; none at the end. They hold until the next
-  // call.
+  // call. Error: a status that the kernel should not return.
   Result<std::span<const Match>> next();
 
  private:

@@ -20,14 +20,15 @@ class KeyRows {
   // Keys of any length, as decoders deliver them. Errors: another number of lengths than pointers.
   static Result<KeyRows> pointers(std::span<const char* const> data,
                                   std::span<const uint16_t> lengths);
-  // Ready-made hash values, in the machine's byte order.
+  // Ready-made hash values, in the machine's byte order. Error: more than 2^32 - 1.
   static Result<KeyRows> hashes(std::span<const uint64_t> hashes);
-  // 32-bit codes, keys of tables of exact codes.
+  // 32-bit codes, keys of tables of exact codes. Error: more than 2^32 - 1.
   static Result<KeyRows> codes(std::span<const uint32_t> codes);
   // Records of row number and hash, 16 bytes each, as partitioning writes them: keys that bring
   // their values along, for building a table. Error: bytes that are no whole number of records.
   static Result<KeyRows> hash_records(std::span<const uint8_t> records);
-  // Records of hash, code and row number, 24 bytes each; likewise, for a table of exact codes.
+  // Records of hash, code and row number, 24 bytes each; likewise, for a table of exact codes,
+  // with the same error.
   static Result<KeyRows> code_records(std::span<const uint8_t> records);
   // The rows of a chunk of fixed rows. Errors: another form of column, compressed, no such chunk.
   static Result<KeyRows> chunk(const StoredColumn& column, size_t chunk);

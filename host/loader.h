@@ -58,7 +58,7 @@ class Library {
   Result<colx_scan_fn> scan_kernel(uint32_t opc, uint8_t key) const;              // eq .. ne
   Result<colx_range_scan_fn> range_scan_kernel(uint32_t opc, uint8_t key) const;  // gt_lt .. ge_le
   Result<colx_decode_fn> decode_kernel(uint32_t opc, uint8_t key) const;  // decode .. , burst
-  // set, sum, distinct, xlate, add, sub, mul
+  // set, sum, distinct, xlate, add, sub, mul; errors as above
   Result<colx_binary_fn> binary_kernel(uint32_t opc, uint8_t key) const;
 
   // The exported function that prints a host's statistics. Error: the file lacks it, or the library

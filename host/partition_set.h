@@ -64,7 +64,8 @@ class PartitionSet {
   // The records in a region, below regions(partition), back to back; they hold until more are
   // added.
   std::span<const uint8_t> records(uint32_t partition, size_t region) const;
-  // The records of a region of row ids or codes as keys of JoinTable::build_partition().
+  // The records of a region of row ids or codes as keys of JoinTable::build_partition(); they hold
+  // until more are added. Errors: a form with payloads, no such partition or region.
   Result<KeyRows> keys(uint32_t partition, size_t region) const;
 
   // Rows of a partition of row ids as arrays, as probes take them: appended to what is there.

@@ -55,7 +55,8 @@ struct PrefixStream {
 //   fills `values` descriptors if it is asked to, and returns COLX_DONE.
 Result<PrefixStream> prefix_validate(const void* stream, size_t length, const PrefixShape& shape);
 
-// The same for records as the decoder gets them; encoding context and data must be there.
+// The same for records as the decoder gets them; encoding context and data must be there. Errors as
+// above.
 Result<PrefixStream> prefix_validate(const colx_cv& source, size_t length);
 
 }  // namespace colx::host

@@ -50,9 +50,10 @@ class ChunkReader {
                                   const StoredColumn& column, size_t chunk,
                                   Selection selection = {});
 
-  // The next rows' codes, at most `at_most` (1 or more) of them; none at the end.
+  // The next rows' codes, at most `at_most` of them; none at the end. They hold until the reader's
+  // next call. Errors: `at_most` is 0; a status that the kernel should not return.
   Result<std::span<const uint32_t>> next_codes(uint32_t at_most);
-  // Their values. Needs the column's dictionary.
+  // Their values. Errors: as above, a column without a dictionary.
   Result<ValueBatch> next(uint32_t at_most);
 
   // Values of the rows listed, in that order, independent of next(). Errors: a row that the chunk
@@ -87,7 +88,7 @@ class ColumnReader {
   static Result<ColumnReader> open(const Library& library, HostServices& services,
                                    const StoredColumn& column, uint32_t batch_rows = 4096);
 
-  // The next values; an empty batch behind the last.
+  // The next values; an empty batch behind the last. Errors: those of a chunk's reader.
   Result<ValueBatch> next();
 
  private:
