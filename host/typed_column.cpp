@@ -8,6 +8,7 @@
 
 #include "host/encode_numbers.h"
 #include "host/encode_rows.h"
+#include "host/value_forms.h"
 
 namespace colx::host {
 namespace {
@@ -31,21 +32,43 @@ struct Rows {
   bool is_null(size_t row) const { return present && !present->test(row); }
 };
 
+// Bytes of fixed rows of `row_bytes` and their bits, and of a dictionary's value.
+struct RowsInstead {
+  size_t row_bytes;
+  size_t value_bytes;
+
+  uint64_t total(uint64_t rows, bool nullable) const {
+    return rows * row_bytes + (nullable ? (rows + 63) / 64 * sizeof(uint64_t) : 0);
+  }
+};
+
+// Stores codes and tells whether it did: not where they and their dictionary would take more bytes
+// than fixed rows, if these are given.
 template <class T, class Value>
-Result<void> store_codes_of(const Rows<Value>& rows, TypedColumn& out) {
-  auto stored = store_dictionary_column<T>(
-      rows.values, {.present = rows.present, .chunk_rows = rows.options.chunk_rows});
+Result<bool> store_codes_of(const Rows<Value>& rows, TypedColumn& out,
+                            const RowsInstead* instead = nullptr) {
+  auto dictionary = dictionary_of_column<T>(rows.values, rows.present);
+  if (!dictionary) return dictionary.error();
+  const uint64_t count = rows.values.size();
+  const uint64_t most = instead ? instead->total(count, rows.present) : ~uint64_t{0};
+  // Looking codes up is what takes time; there is no need where values and codes alone are more.
+  if (instead &&
+      dictionary->size() * instead->value_bytes + count * dictionary->narrowest_width_bits() / 8 >
+          most)
+    return false;
+  auto stored =
+      store_dictionary_column<T>(std::move(dictionary).value(), rows.values,
+                                 {.present = rows.present, .chunk_rows = rows.options.chunk_rows});
   if (!stored) return stored.error();
+  if (stored->column.stream_bytes() + stored->column.dictionary->bytes() > most) return false;
   out.column = std::move(stored->column);
   out.dictionary = std::move(stored->dictionary);
-  return {};
+  return true;
 }
 
-// Whether codes and dictionary take no more bytes than rows of `row_bytes` and their bits.
-bool codes_are_smaller(const TypedColumn& codes, uint64_t rows, size_t row_bytes) {
-  const uint64_t reportable = codes.nulls ? (rows + 63) / 64 * sizeof(uint64_t) : 0;
-  const uint64_t dictionary = codes.column.dictionary->bytes();
-  return codes.column.stream_bytes() + dictionary <= rows * row_bytes + reportable;
+Result<void> without_value(const Result<bool>& stored) {
+  if (!stored) return stored.error();
+  return {};
 }
 
 // The rows as stored, and the bits of the rows to report.
@@ -101,11 +124,12 @@ Result<void> store_values(const Rows<int64_t>& rows, TypedColumn& out) {
   if (form == StoredForm::dynp) return store_counted_rows(rows, out);
   const Range range = range_of(rows);
   if (form == StoredForm::fixed) return store_integer_rows(rows, range.low, out);
-  auto codes = store_codes_of<int64_t>(rows, out);
-  if (form == StoredForm::codes) return codes;
+  if (form == StoredForm::codes) return without_value(store_codes_of<int64_t>(rows, out));
   const size_t bits = static_cast<size_t>(std::bit_width(distance(range.low, range.high)));
-  const size_t row_bytes = std::max<size_t>(1, (bits + 7) / 8);
-  if (codes && codes_are_smaller(out, rows.values.size(), row_bytes)) return {};
+  const RowsInstead instead{std::max<size_t>(1, (bits + 7) / 8),
+                            integer_bytes(range.low, range.high)};
+  const auto codes = store_codes_of<int64_t>(rows, out, &instead);
+  if (codes && *codes) return {};
   return store_integer_rows(rows, range.low, out);
 }
 
@@ -150,10 +174,11 @@ Result<void> store_values(const Rows<double>& rows, TypedColumn& out) {
         "row %zu is NaN, which has no place in the order of a dictionary; store "
         "the column as fixed rows",
         nan);
-  if (form != StoredForm::fixed && !has_nan) {
-    auto codes = store_codes_of<double>(rows, out);
-    if (form == StoredForm::codes) return codes;
-    if (codes && codes_are_smaller(out, rows.values.size(), is_float ? 4 : 8)) return {};
+  if (form == StoredForm::codes) return without_value(store_codes_of<double>(rows, out));
+  if (form == StoredForm::smallest && !has_nan) {
+    const RowsInstead instead{is_float ? size_t{4} : size_t{8}, 8};
+    const auto codes = store_codes_of<double>(rows, out, &instead);
+    if (codes && *codes) return {};
   }
   return is_float ? store_canonical_rows<float>(rows, out)
                   : store_canonical_rows<double>(rows, out);
@@ -174,7 +199,7 @@ Result<void> store_values(const Rows<std::string_view>& rows, TypedColumn& out) 
       return make_error("row %zu has %zu bytes; a text has at most %zu", row,
                         rows.values[row].size(), max_symbol_bytes);
   }
-  return store_codes_of<std::string>(rows, out);
+  return without_value(store_codes_of<std::string>(rows, out));
 }
 
 Result<void> store_values(const RowBits& bits, const RowBits* present,
@@ -184,7 +209,7 @@ Result<void> store_values(const RowBits& bits, const RowBits* present,
                       name_of(options.form));
   std::vector<int64_t> numbers(bits.size());
   for (size_t row = 0; row < numbers.size(); ++row) numbers[row] = bits.test(row);
-  return store_codes_of<int64_t>(Rows<int64_t>{numbers, present, options}, out);
+  return without_value(store_codes_of<int64_t>(Rows<int64_t>{numbers, present, options}, out));
 }
 
 template <class Value>

@@ -248,41 +248,50 @@ template class Dictionary<double>;
 template class Dictionary<std::string>;
 
 template <class T>
-Result<DictionaryColumn<T>> store_dictionary_column(
-    std::span<const typename Dictionary<T>::Key> values, const DictionaryColumnOptions& options) {
-  using Key = typename Dictionary<T>::Key;
-  const bool nullable = options.present != nullptr;
-  if (nullable && options.present->size() != values.size())
+Result<Dictionary<T>> dictionary_of_column(std::span<const typename Dictionary<T>::Key> values,
+                                           const RowBits* present) {
+  if (!present) return Dictionary<T>::build(values, false);
+  if (present->size() != values.size())
     return make_error("%zu values come with presence bits for %llu rows", values.size(),
-                      static_cast<unsigned long long>(options.present->size()));
+                      static_cast<unsigned long long>(present->size()));
   // Values of NULL rows do not enter the dictionary.
-  std::vector<Key> known;
-  if (nullable)
-    for (size_t row = 0; row < values.size(); ++row)
-      if (options.present->test(row)) known.push_back(values[row]);
-  auto dictionary = Dictionary<T>::build(nullable ? std::span<const Key>(known) : values, nullable);
-  if (!dictionary) return dictionary.error();
-  auto codes = dictionary->encode(values, options.present);
-  if (!codes) return codes.error();
-  auto image = dictionary->image();
-  if (!image) return image.error();
-  const uint32_t width_bits =
-      options.width_bits ? options.width_bits : dictionary->narrowest_width_bits();
-  if (width_bits < dictionary->narrowest_width_bits())
-    return make_error("a dictionary of %llu codes does not fit %u bits; it takes %u",
-                      static_cast<unsigned long long>(dictionary->end_code()), width_bits,
-                      dictionary->narrowest_width_bits());
-  auto column = store_codes(*codes, {width_bits, nullable, options.chunk_rows, options.runs});
-  if (!column) return column.error();
-  column->dictionary = std::make_shared<const DictionaryImage>(std::move(image).value());
-  return DictionaryColumn<T>{std::move(dictionary).value(), std::move(column).value()};
+  std::vector<typename Dictionary<T>::Key> known;
+  for (size_t row = 0; row < values.size(); ++row)
+    if (present->test(row)) known.push_back(values[row]);
+  return Dictionary<T>::build(known, true);
 }
 
-template Result<DictionaryColumn<int64_t>> store_dictionary_column<int64_t>(
-    std::span<const int64_t>, const DictionaryColumnOptions&);
-template Result<DictionaryColumn<double>> store_dictionary_column<double>(
-    std::span<const double>, const DictionaryColumnOptions&);
-template Result<DictionaryColumn<std::string>> store_dictionary_column<std::string>(
-    std::span<const std::string_view>, const DictionaryColumnOptions&);
+template <class T>
+Result<DictionaryColumn<T>> store_dictionary_column(
+    std::span<const typename Dictionary<T>::Key> values, const DictionaryColumnOptions& options) {
+  auto dictionary = dictionary_of_column<T>(values, options.present);
+  if (!dictionary) return dictionary.error();
+  return store_dictionary_column<T>(std::move(dictionary).value(), values, options);
+}
+
+template <class T>
+Result<DictionaryColumn<T>> store_dictionary_column(
+    Dictionary<T> dictionary, std::span<const typename Dictionary<T>::Key> values,
+    const DictionaryColumnOptions& options) {
+  auto codes = dictionary.encode(values, options.present);
+  if (!codes) return codes.error();
+  auto image = dictionary.image();
+  if (!image) return image.error();
+  const uint32_t narrowest = dictionary.narrowest_width_bits();
+  const uint32_t width_bits = options.width_bits ? options.width_bits : narrowest;
+  if (width_bits < narrowest)
+    return make_error("a dictionary of %llu codes does not fit %u bits; it takes %u",
+                      static_cast<unsigned long long>(dictionary.end_code()), width_bits,
+                      narrowest);
+  auto column =
+      store_codes(*codes, {width_bits, dictionary.nullable(), options.chunk_rows, options.runs});
+  if (!column) return column.error();
+  column->dictionary = std::make_shared<const DictionaryImage>(std::move(image).value());
+  return DictionaryColumn<T>{std::move(dictionary), std::move(column).value()};
+}
+
+COLX_DICTIONARY_COLUMNS(, int64_t)
+COLX_DICTIONARY_COLUMNS(, double)
+COLX_DICTIONARY_COLUMNS(, std::string)
 
 }  // namespace colx::host

@@ -136,11 +136,28 @@ Result<DictionaryColumn<T>> store_dictionary_column(
     std::span<const typename Dictionary<T>::Key> values,
     const DictionaryColumnOptions& options = {});
 
-extern template Result<DictionaryColumn<int64_t>> store_dictionary_column<int64_t>(
-    std::span<const int64_t>, const DictionaryColumnOptions&);
-extern template Result<DictionaryColumn<double>> store_dictionary_column<double>(
-    std::span<const double>, const DictionaryColumnOptions&);
-extern template Result<DictionaryColumn<std::string>> store_dictionary_column<std::string>(
-    std::span<const std::string_view>, const DictionaryColumnOptions&);
+// The dictionary that store_dictionary_column() builds: of the values of the rows that have one,
+// nullable if `present` is given.
+template <class T>
+Result<Dictionary<T>> dictionary_of_column(std::span<const typename Dictionary<T>::Key> values,
+                                           const RowBits* present);
+
+// The same with the dictionary built already; it may hold more values than the column has.
+template <class T>
+Result<DictionaryColumn<T>> store_dictionary_column(
+    Dictionary<T> dictionary, std::span<const typename Dictionary<T>::Key> values,
+    const DictionaryColumnOptions& options = {});
+
+// The functions above for one type of values, each declaration or definition behind `prefix`.
+#define COLX_DICTIONARY_COLUMNS(prefix, T)                                  \
+  prefix template Result<DictionaryColumn<T>> store_dictionary_column<T>(   \
+      std::span<const Dictionary<T>::Key>, const DictionaryColumnOptions&); \
+  prefix template Result<Dictionary<T>> dictionary_of_column<T>(            \
+      std::span<const Dictionary<T>::Key>, const RowBits*);                 \
+  prefix template Result<DictionaryColumn<T>> store_dictionary_column<T>(   \
+      Dictionary<T>, std::span<const Dictionary<T>::Key>, const DictionaryColumnOptions&);
+COLX_DICTIONARY_COLUMNS(extern, int64_t)
+COLX_DICTIONARY_COLUMNS(extern, double)
+COLX_DICTIONARY_COLUMNS(extern, std::string)
 
 }  // namespace colx::host

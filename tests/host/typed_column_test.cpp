@@ -89,6 +89,12 @@ TEST_F(TypedColumns, TheSmallestFormIsCodesWhileTheyTakeNoMoreBytes) {
   EXPECT_EQ(read<int64_t>(rows), many);
 }
 
+TEST_F(TypedColumns, CodesWinATie) {
+  // Eight rows of a byte against 3 bytes of codes and a byte for each value.
+  EXPECT_EQ(store(Integers{0, 1, 2, 3, 4, 0, 0, 0}).column.format.encoding, Encoding::dict);
+  EXPECT_EQ(store(Integers{0, 1, 2, 3, 4, 5, 0, 0}).column.format.encoding, Encoding::fixed);
+}
+
 TEST_F(TypedColumns, FloatingValuesComeBackFromBothForms) {
   const Doubles values{1.5, std::nullopt, -0.25, 3e38, -INFINITY, INFINITY};
   for (const StoredForm form : {StoredForm::smallest, StoredForm::codes, StoredForm::fixed})
