@@ -79,6 +79,43 @@ std::vector<Number> sorted_distinct(std::span<const Number> values) {
   return distinct;
 }
 
+// A table by distance from the smallest of these integers costs no more than looking at some rows.
+bool lie_close(int64_t smallest, int64_t largest, size_t rows) {
+  constexpr uint64_t distances_per_row = 2;
+  return static_cast<uint64_t>(largest) - static_cast<uint64_t>(smallest) <
+         rows * distances_per_row;
+}
+
+size_t distance(int64_t smallest, int64_t value) {
+  return static_cast<uint64_t>(value) - static_cast<uint64_t>(smallest);
+}
+
+std::vector<int64_t> sorted_distinct(std::span<const int64_t> values) {
+  if (values.empty()) return {};
+  const auto [smallest, largest] = std::ranges::minmax(values);
+  if (!lie_close(smallest, largest, values.size())) return sorted_distinct<int64_t>(values);
+  std::vector<bool> seen(distance(smallest, largest) + 1);
+  for (const int64_t value : values) seen[distance(smallest, value)] = true;
+  std::vector<int64_t> distinct;
+  for (size_t at = 0; at < seen.size(); ++at)
+    if (seen[at]) distinct.push_back(smallest + static_cast<int64_t>(at));
+  return distinct;
+}
+
+// Positions in `distinct`, plus 1, by distance from the smallest; 0 for a value that is not there.
+// Empty where a search is better.
+std::vector<uint32_t> close_positions(const std::vector<int64_t>& distinct, size_t rows) {
+  if (distinct.empty() || !lie_close(distinct.front(), distinct.back(), rows)) return {};
+  std::vector<uint32_t> positions(distance(distinct.front(), distinct.back()) + 1);
+  uint32_t position = 0;
+  for (const int64_t value : distinct) positions[distance(distinct.front(), value)] = ++position;
+  return positions;
+}
+template <class Value>
+std::vector<uint32_t> close_positions(const std::vector<Value>&, size_t) {
+  return {};
+}
+
 // Text repeats more than it varies, and comparing it is dear: hash first.
 std::vector<std::string> sorted_distinct(std::span<const std::string_view> values) {
   const std::unordered_set<std::string_view> seen(values.begin(), values.end());
@@ -213,13 +250,24 @@ Result<std::vector<uint64_t>> Dictionary<T>::encode(std::span<const Key> values,
   if (present && present->size() != values.size())
     return make_error("%zu values come with presence bits for %llu rows", values.size(),
                       static_cast<unsigned long long>(present->size()));
+  const std::vector<uint32_t> close = close_positions(values_, values.size());
+  const auto find = [&](Key value) -> std::optional<uint64_t> {
+    if constexpr (std::is_same_v<T, int64_t>) {
+      if (!close.empty()) {
+        const size_t at = distance(values_.front(), value);
+        if (at >= close.size() || close[at] == 0) return std::nullopt;
+        return first_code() + close[at] - 1;
+      }
+    }
+    return code_of(value);
+  };
   std::vector<uint64_t> codes(values.size());
   for (size_t row = 0; row < values.size(); ++row) {
     if (present && !present->test(row)) {
       if (!nullable_) return make_error("row %zu is NULL, and the dictionary has no NULL", row);
       continue;
     }
-    const auto code = code_of(values[row]);
+    const auto code = find(values[row]);
     if (!code)
       return make_error("row %zu: %s is not in the dictionary", row, shown(values[row]).c_str());
     codes[row] = *code;

@@ -149,6 +149,7 @@ class Planner {
     constexpr uint32_t unseen = UINT32_MAX;
     std::vector<uint32_t> numbers(column.stored.dictionary->num_symbols(), unseen);
     std::vector<host::KeyCode> pairs;
+    pairs.reserve(dimension.rows.size());
     for (const uint32_t row : dimension.rows) {
       const uint32_t key = store_.link(dimension.table).code_of_row[row];
       if (key == KeyLink::no_code) continue;

@@ -51,6 +51,27 @@ TEST(Dictionary, OfManyBlocksOfNumbersIsSortedAndDistinct) {
   EXPECT_EQ(numbers.size(), 1000003u);
 }
 
+// Integers that lie close together are found by their distance, others by a search; the largest
+// distance is that of the two ends of the type.
+TEST(Dictionary, IntegersCloseTogetherAndFarApartHaveTheSameCodes) {
+  constexpr int64_t least = std::numeric_limits<int64_t>::min();
+  constexpr int64_t most = std::numeric_limits<int64_t>::max();
+  for (const int64_t first : {int64_t{-20}, least, most - 40})
+    for (const int64_t other : {first + 30, first + 40, first < 0 ? most : least}) {
+      std::vector<int64_t> values(16, first + 7);  // distances below 40 are close for 20 rows
+      values.insert(values.end(), {first, first + 9, first + 7, other});
+      const auto dictionary = Dictionary<int64_t>::build(values).value();
+      ASSERT_EQ(dictionary.size(), 4u);
+      const auto codes = dictionary.encode(values).value();
+      for (size_t row = 0; row < values.size(); ++row)
+        EXPECT_EQ(dictionary.value(codes[row]), values[row]) << first << ", " << other;
+      for (const int64_t absent : {first + 1, first + 8, first + 29, least + 1, most - 1}) {
+        values.back() = absent;
+        EXPECT_FALSE(dictionary.encode(values)) << absent << " among " << first << ", " << other;
+      }
+    }
+}
+
 TEST(Dictionary, ANullableOneStartsAtCodeOne) {
   const auto numbers = integers({7, 9}, true);
   EXPECT_EQ(numbers.first_code(), 1u);
