@@ -83,6 +83,10 @@ expect "$reported" env LD_LIBRARY_PATH="$library" "$work/linking"
 found="colx_ge_le_dict_3bit: 3 rows: 0 4 5"
 expect "$found" "$work/toolkit" "$library/libcolx_x86.so"
 
+# The installed tool finds the library of its own prefix.
+"$prefix/bin/colx-inspect" verify >"$work/verify" || fail "$(cat "$work/verify")"
+expect "$library/libcolx_x86.so" head -n 1 "$work/verify"
+
 # The README shows lines of the CMake project.
 sed -n '/^```cmake$/,/^```$/{/^```/d;p}' "$here/../../README.md" >"$work/readme_lines"
 [ -s "$work/readme_lines" ] || fail "the README shows no lines of CMake"

@@ -1,0 +1,43 @@
+#include "tools/inspect/terminal_progress.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+namespace colx::inspect {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::string_view clear_line = "\r\x1b[K";  // carriage return, erase to the line's end
+
+bool terminal_shows_progress() {
+  const char* const type = std::getenv("TERM");
+  return isatty(STDERR_FILENO) == 1 && type != nullptr && std::string_view{type} != "dumb";
+}
+
+}  // namespace
+
+TerminalProgress::TerminalProgress(std::string_view step, uint64_t total)
+    : step_(step),
+      total_(std::max<uint64_t>(total, 1)),
+      shown_(terminal_shows_progress()),
+      next_draw_(std::chrono::steady_clock::now() + 100ms) {}
+
+TerminalProgress::~TerminalProgress() {
+  if (drawn_) fmt::print(stderr, "{}", clear_line);
+}
+
+void TerminalProgress::at(uint64_t done) {
+  if (!shown_) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_draw_) return;
+  next_draw_ = now + 100ms;
+  drawn_ = true;
+  fmt::print(stderr, "{}{}  {} %", clear_line, step_, std::min(done, total_) * 100 / total_);
+}
+
+}  // namespace colx::inspect
