@@ -13,7 +13,7 @@
 #
 # All but a whole run leave docs/ alone and write build-release/bench-report/performance.md. Raw
 # figures are in build-release/bench-results/, of the last run only. A whole run compares with
-# DuckDB, too, if it can be installed from npm.
+# DuckDB, too, if it can be installed from npm. It loads tables that take some 12 GiB of memory.
 #
 # Take figures on an idle machine. Ratios are taken within a run, so they stand a busy one, too; if
 # the spreads grow past some percent, run again.
@@ -76,6 +76,9 @@ if [ -z "$report_only" ]; then
   build_with release "${programs[@]}" colx_x86
   [ -z "$compilers" ] || build_with clang "${programs[@]}"
   rm -rf "$results"
+  mkdir -p "$results"
+  printf '%s\n%s\n' "$report" "$note" >"$results/report.txt"
+  python3 -B bench/report/machine.py . "$build" >"$results/facts.json"
   python3 -B bench/report/run_benchmarks.py "$build" "$results" "${programs[@]}" \
     -- ${options[@]+"${options[@]}"} || status=1
   if [ -n "$compilers" ]; then
@@ -83,6 +86,7 @@ if [ -z "$report_only" ]; then
   fi
   [ -z "$duckdb" ] || compare_duckdb
 fi
+{ read -r report && read -r note; } <"$results/report.txt"
 python3 -B bench/report/write_report.py "$results" "$report" --build "$build" --note "$note" ||
   status=1
 echo "raw figures are in $results, the report is $report"

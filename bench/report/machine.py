@@ -1,8 +1,12 @@
-"""What a run ran on: processor, compiler, flags, commit."""
+"""What a run runs on: processor, compiler, flags, commit.
+
+usage: machine.py ROOT BUILD     prints it as JSON, for the results of a run that begins
+"""
 
 import json
 import re
 import subprocess
+import sys
 from pathlib import Path
 
 # Written by the run itself.
@@ -72,3 +76,7 @@ def facts_of(root: Path, build: Path) -> dict[str, str]:
         "Flags of the plain loops": f"`{flags(build, 'bench/support/scalar_scans.cpp')}`",
         "Commit": commit(root),
     }
+
+
+if __name__ == "__main__":
+    print(json.dumps(facts_of(Path(sys.argv[1]), Path(sys.argv[2])), indent=1))

@@ -10,7 +10,7 @@ from measurements import Case, Measurements
 
 
 def scan_text(measurements: Measurements) -> str:
-    cases = measurements.find("dict_scan_bench", r"colx_eq_dict_\d+bit", "L2")
+    cases = measurements.find("dict_scan_bench", r"colx_eq_dict_([2-9]|\d\d)bit", "L2")
     if not cases:
         return ""
     best = max(cases, key=lambda case: case.rows_per_ns)

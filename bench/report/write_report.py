@@ -2,15 +2,15 @@
 """Writes the report of a benchmark run: tables, plots, targets.
 
 usage: write_report.py RESULTS REPORT [--build FOLDER] [--explanations FILE] [--note TEXT]
-                       [--root FOLDER]
 
 RESULTS holds what the run left: <program>.csv, <program>.targets.csv and <program>.log of each
-benchmark program, and what there is of column_memory.csv, duckdb.csv and compilers/. REPORT is the
-Markdown file to write; its plots go to the folder plots beside it. Without a build folder the
-report says nothing of compiler and library. Ends with status 1 if the library is too large.
+benchmark program, and what there is of facts.json, column_memory.csv, duckdb.csv and compilers/.
+REPORT is the Markdown file to write; its plots go to the folder plots beside it. Without a build
+folder the report says nothing of the library. Ends with status 1 if the library is too large.
 """
 
 import argparse
+import json
 import sys
 from pathlib import Path
 
@@ -24,14 +24,14 @@ from extras import (
     query_section,
 )
 from figures import draw_all
-from machine import clock, compiler, facts_of
+from machine import clock, compiler
 from measurements import Measurements
 from plot_texts import plot_sections
 from summary import summary
 from targets import targets
 
 
-def head(results: Path, root: Path, build: Path, note: str) -> list[str]:
+def head(results: Path, note: str) -> list[str]:
     lines = ["# Performance", ""]
     if note:
         lines += [f"**{note}**", ""]
@@ -40,9 +40,9 @@ def head(results: Path, root: Path, build: Path, note: str) -> list[str]:
         " compare are ratios of lines that took turns in that run, each the median of its rounds.",
         "",
     ]
-    if build is None:
+    if not (results / "facts.json").exists():
         return lines
-    facts = facts_of(root, build)
+    facts = json.loads((results / "facts.json").read_text())
     logs = sorted(results.glob("*_bench.log"))
     if logs:
         facts["Clock while measuring"] = clock(logs[0].read_text())
@@ -65,15 +65,15 @@ def write(arguments) -> int:
     target_lines, unexplained = targets(rows, read_explanations(arguments.explanations))
     names = compiler_names(build) if build else []
     lines = [
-        *head(results, arguments.root, build, arguments.note),
+        *head(results, arguments.note),
         *summary(measurements),
         *plot_sections(measurements, pictures, report.parent),
         *query_section(measurements),
         *duckdb,
+        *target_lines,
         *memory_section(results),
         *library,
         *compiler_section(results / "compilers", names),
-        *target_lines,
     ]
     report.parent.mkdir(parents=True, exist_ok=True)
     report.write_text("\n".join(lines).rstrip() + "\n")
@@ -92,7 +92,6 @@ def main() -> int:
     parser.add_argument("--build", type=Path)
     parser.add_argument("--explanations", type=Path, default=Path("bench/missed_targets.txt"))
     parser.add_argument("--note", default="")
-    parser.add_argument("--root", type=Path, default=Path("."))
     return write(parser.parse_args())
 
 

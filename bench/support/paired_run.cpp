@@ -15,7 +15,7 @@ double quantile(const std::vector<double>& sorted, double part) {
   return sorted[below] + (place - static_cast<double>(below)) * (sorted[above] - sorted[below]);
 }
 
-constexpr double long_pass_ticks = 1e9;
+constexpr double long_pass_ticks = 4e9;
 
 }  // namespace
 

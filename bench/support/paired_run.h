@@ -28,7 +28,7 @@ struct Line {
 };
 
 // Every round takes one sample of each line. A sample is as many passes as fill `sample_ticks`, in
-// the caches after one pass that is not timed. A line whose pass takes a good part of a second is
+// the caches after one pass that is not timed. A line whose pass takes a second or more is
 // sampled in the first round only, which stands for the others.
 class PairedRun {
  public:

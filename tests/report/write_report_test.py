@@ -125,6 +125,14 @@ class ReportTest(unittest.TestCase):
     def test_note_marks_a_run_that_is_not_whole(self):
         self.assertIn("**fewer rounds**", self.report("--note", "fewer rounds"))
 
+    def test_facts_are_those_of_the_run(self):
+        self.put("facts.json", '{"Processor": "made", "Commit": "1234567 (Made)"}')
+        self.put("dict_scan_bench.log", "core at 3.65 GHz, counter at 2.60 GHz\n")
+        text = self.report()
+        for fact in ("| Processor | made |", "| Commit | 1234567 (Made) |",
+                     "| Clock while measuring | 3.65 GHz |"):
+            self.assertIn(fact, text)
+
     def test_compiler_that_is_slower_is_marked(self):
         clang = SCANS.replace(",0.01,0.1,", ",0.01,0.12,")
         for turn in range(3):
@@ -149,7 +157,6 @@ class ReportTest(unittest.TestCase):
         build.mkdir()
         (build / "code.s").write_text(".text\n.fill 5 << 20\n")
         (build / "CMakeCache.txt").write_text("")
-        (build / "compile_commands.json").write_text("[]")
         subprocess.run(["gcc", "-shared", "-nostdlib", "-o", str(build / "libcolx_x86.so"),
                         str(build / "code.s")], check=True)
         done = self.write("--build", str(build))
