@@ -18,7 +18,7 @@ from pathlib import Path
 
 # They spread over the cores themselves.
 SEVERAL_THREADS = ("threads_bench", "queries_bench")
-COMPILER_ROUNDS = 3
+COMPILER_ROUNDS = 5
 COMPILER_OPTIONS = ["--kernel-only", "--quick", "--filter=/L2"]
 NOT_COMPARED = (*SEVERAL_THREADS, "column_memory")
 

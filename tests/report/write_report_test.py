@@ -152,6 +152,25 @@ class ReportTest(unittest.TestCase):
         self.assertIn("took from their host: 0.", text)
         self.assertIn("8,192, 1.00 a chunk", text)
 
+    def test_queries_and_their_ratios_to_duckdb(self):
+        self.put("queries_bench.csv", CASES +
+                 '"Q1.1","SF 1",6000000,96000000,3,4000000,9,0.1,0.5,,,,,,,"",,\n'
+                 '"13 queries","SF 1",78000000,9,3,80000000,9,0.1,0.5,9,,60,0.1,,,"",,\n'
+                 '"13 queries on twice the rows","SF 2",7,9,3,80000000,9,0.1,0.5,,,,,,,"",,\n')
+        self.put("duckdb.csv", "query,colx_ms,duckdb_ms,ratio,same_rows\n1.1,1,4,4.000,true\n"
+                 "1.2,1,9,9.000,true\n2.1,1,6,6.000,true\ngeometric mean,,,6.000,true\n")
+        text = self.report()
+        self.assertIn("| Q1.1 | 1 | 4.00 | 1,500 |  |", text)
+        self.assertIn("| 13 queries | 1 | 80.00 | 975 | 60.00 |", text)
+        self.assertNotIn("twice", text)
+        self.assertIn("| 1.1 | 1.2 | 2.1 |\n|--:|--:|--:|\n| 4.0 | 9.0 | 6.0 |", text)
+        self.assertIn("one thread | SF 1 | at least 5 | 4.00 | **not met** | 0 of 1 | 1.1 |", text)
+        self.assertIn("one thread | SF 1 | at least 3 | 6.00 | met | 1 of 1 | 3 queries |", text)
+
+    def test_missing_duckdb_is_said(self):
+        self.put("duckdb.txt", "Not compared: made.\n")
+        self.assertIn("## DuckDB\n\nNot compared: made.\n", self.report())
+
     def test_library_above_its_limit_fails(self):
         build = self.root / "build"
         build.mkdir()
