@@ -71,16 +71,20 @@ void describe_values(uint8_t* records, const uint8_t* values, uint32_t count, ui
   const Vec four = from_halves(4 * length, 0);
   Vec lanes[4];
   lanes[0] = from_halves(reinterpret_cast<uintptr_t>(values), length);
+#pragma GCC unroll 4
   for (unsigned i = 1; i < 4; ++i) lanes[i] = sum<8>(lanes[i - 1], one);
   uint32_t done = 0;
   for (; count - done >= 4; done += 4, records += 64) {
     prefetch(records + prefetch_bytes);
+#pragma GCC unroll 4
     for (unsigned i = 0; i < 4; ++i) {
       store(records + 16 * i, lanes[i]);
       lanes[i] = sum<8>(lanes[i], four);
     }
   }
-  for (unsigned i = 0; i < count - done; ++i) store(records + 16 * i, lanes[i]);
+#pragma GCC unroll 4
+  for (unsigned i = 0; i < 3; ++i)
+    if (i < count - done) store(records + 16 * i, lanes[i]);
 }
 
 struct Place {
@@ -98,17 +102,20 @@ COLX_INLINE Place expand_group(Place at) {
     prefetch(at.stream + prefetch_bytes + 64);
     prefetch(at.out + prefetch_bytes + 64);
   }
-  const unsigned prefix = *at.stream;
+  const size_t prefix = *at.stream;
   const size_t step_bytes = step_values * (length - prefix);
   const Vec shared =
       shuffle(load(at.stream + 1), load(colx_prefix_decode_prefix_masks.rows[length - 1][prefix]));
   const Vec control = load(colx_prefix_decode_suffix_masks.rows[length - 1][prefix]);
   const uint8_t* suffixes = at.stream + 1 + prefix;
+#pragma GCC unroll 8
   for (unsigned step = 0; step < group_values / step_values; ++step) {
     store(at.out + step * step_values * length, either(shuffle(load(suffixes), control), shared));
     suffixes += step_bytes;
   }
-  return {suffixes, at.out + group_values * length};
+  // Straight from the prefix length: groups wait for each other here and should not for the steps.
+  const size_t group_bytes = 1 + group_values * length - (group_values - 1) * prefix;
+  return {at.stream + group_bytes, at.out + group_values * length};
 }
 
 template <unsigned length>
