@@ -39,8 +39,8 @@ constexpr unsigned bit_place(uint32_t index) {
 }
 
 template <unsigned bits>
-COLX_INLINE Unit<bits> unit_at(const uint8_t* table, uint32_t unit) {
-  return load_as<Unit<bits>>(table + size_t{unit} * unit_bytes<bits>);
+COLX_INLINE Unit<bits> unit_at(const uint8_t* table, uint64_t unit) {
+  return load_as<Unit<bits>>(table + unit * unit_bytes<bits>);
 }
 
 template <unsigned bits>
@@ -83,7 +83,7 @@ struct FourKeys {
 // Where four units of storage are: number unit[k] behind base[k].
 struct FourUnits {
   const uint8_t* base[4];
-  uint32_t unit[4];
+  uint64_t unit[4];
 };
 
 template <unsigned bits, int lane>
@@ -99,11 +99,13 @@ COLX_INLINE Vec with_four_units(Vec v, const FourUnits& four) {
 // units of four keys are.
 template <unsigned bits, class Table, class Keys>
 COLX_INLINE Vec unit_lanes(const Table& table, const Keys& keys, unsigned first) {
-  const Vec four = with_four_units<bits, 0>(zeros(), table.four_units(keys.four_from(first)));
-  if constexpr (unit_bytes<bits> == 4)
-    return four;
-  else
-    return with_four_units<bits, 4>(four, table.four_units(keys.four_from(first + 4)));
+  Vec units = with_four_units<bits, 0>(zeros(), table.four_units(keys.four_from(first)));
+  COLX_MEET_IN_VECTOR(units);
+  if constexpr (unit_bytes<bits> < 4) {
+    units = with_four_units<bits, 4>(units, table.four_units(keys.four_from(first + 4)));
+    COLX_MEET_IN_VECTOR(units);
+  }
+  return units;
 }
 
 // The elements of sixteen keys. Of elements that share a byte, `low` has the low bits of their

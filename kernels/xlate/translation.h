@@ -73,6 +73,8 @@ struct FlatTable {
     for (unsigned k = 0; k < 4; ++k) {
       four.base[k] = table;
       four.unit[k] = indexes.at[k] >> unit_shift<bits>;
+      // The load scales it: not done ahead, together with the shift that brought the key down.
+      COLX_MEET_IN_REGISTER(four.unit[k]);
     }
     return four;
   }
@@ -247,8 +249,9 @@ struct Translation {
   // Four blocks without a branch; the bits of those without a hit are written as they were.
   COLX_INLINE void put_four_blocks(uint32_t row, Hits& hits) const {
     uint64_t found = 0;
+#pragma GCC unroll 4
     for (uint32_t block = row; block != row + 64; block += 16)
-      found = found >> 16 | found_in_block(block) << 48;
+      found = std::rotr(found | found_in_block(block), 16);
     uint8_t* const to = hit_bits + (row >> 3);
     store_as(to, (load_as<uint64_t>(to) & ~lanes_not_zero(found)) | found);
     hits.add(row, found);
