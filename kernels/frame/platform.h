@@ -18,4 +18,4 @@
 // Where paths meet, the value goes on in a register: what is done with it is not pulled back into
 // the paths, where loads could no longer be a part of the instructions that use them.
 #define COLX_MEET_IN_REGISTER(value) __asm__("" : "+r"(value))
-#define COLX_MEET_IN_VECTOR(value) __asm__("" : "+x"(value))
+#define COLX_MEET_IN_VECTOR(value)   __asm__("" : "+x"(value))
