@@ -9,7 +9,9 @@
  * unsynchronised) and gives concurrent calls on run-length columns a colx_cv of their own.
  *
  * Numbers in column data, dictionaries and compressed streams are big-endian; constants, kernel
- * outputs and the join's hash values are in the machine's byte order.
+ * outputs and the join's hash values are in the machine's byte order. Kernels may read up to 16
+ * bytes behind a stream of column data, whatever stands there; docs/formats.md says which do, form
+ * by form, and docs/undefined-inputs.md what they take on trust.
  */
 #ifndef COLX_X86_H
 #define COLX_X86_H
@@ -37,12 +39,12 @@ enum {
   COLX_NOTHING_FOUND = 1,     /* a scan: the final count is 0 */
   COLX_NOT_SERVED = 2,        /* this combination has no kernel; nothing was done */
   COLX_KEY_SPACE_TOO_BIG = 3, /* group keys: product of cardinalities above 32 bits */
-  COLX_PARTITION_FULL = 5,
-  COLX_OVERFLOW_FULL = 6, /* hash build: no overflow bucket left */
-  COLX_PROBE_FULL = 7,
-  COLX_DATA_ROOM_FULL = 8, /* transpose conversion */
-  COLX_OUT_OF_ROOM = 9,    /* gather, group keys */
-  COLX_BAD_INPUT = 10
+  COLX_PARTITION_FULL = 5,    /* partition: no room left; in colx_kctx_resume_extra which one */
+  COLX_OVERFLOW_FULL = 6,     /* hash build: no overflow bucket left */
+  COLX_PROBE_FULL = 7,        /* probe: no room for another record */
+  COLX_DATA_ROOM_FULL = 8,    /* transpose conversion */
+  COLX_OUT_OF_ROOM = 9,       /* gather, group keys: no room for another row */
+  COLX_BAD_INPUT = 10         /* a layout, type, stride or wpak header that does not exist */
 };
 
 /* Bits of colx_enc_ctx_flags. The layout bits exclude one another; the others combine with them. */
@@ -78,19 +80,26 @@ enum {
 
 /* Bits of colx_kctx_flags_out, each set by OR. */
 enum {
-  COLX_OUT_SCAN_SELECTED = 0x200, /* a scan applied the selection */
-  COLX_OUT_DECODE = 0x400,
-  COLX_OUT_SET = 0x1000, /* a set kernel applied the selection */
-  COLX_OUT_BLOOM_SELECTED = 0x2000,
-  COLX_OUT_UNPACK = 0x4000,
-  COLX_OUT_XLATE_SELECTED = 0x10000
+  COLX_OUT_SCAN_SELECTED = 0x200,   /* a scan applied the selection */
+  COLX_OUT_DECODE = 0x400,          /* a decode ran */
+  COLX_OUT_SET = 0x1000,            /* a set kernel applied the selection */
+  COLX_OUT_BLOOM_SELECTED = 0x2000, /* a filter test applied the selection */
+  COLX_OUT_UNPACK = 0x4000,         /* an unpacking ran */
+  COLX_OUT_XLATE_SELECTED = 0x10000 /* a translation applied the selection */
 };
 
 /* Values of colx_enc_ctx_type. */
-enum { COLX_TYPE_FLOAT = 1, COLX_TYPE_DOUBLE = 2, COLX_TYPE_DSB = 8 };
+enum {
+  COLX_TYPE_FLOAT = 1,  /* IEEE, 4 bytes */
+  COLX_TYPE_DOUBLE = 2, /* IEEE, 8 bytes */
+  COLX_TYPE_DSB = 8     /* two's complement, big-endian, 1, 2, 4 or 8 bytes */
+};
 
 /* Values of colx_enc_ctx_layout. */
-enum { COLX_DICT_ONE_LENGTH = 0, COLX_DICT_CUMULATIVE = 1 };
+enum {
+  COLX_DICT_ONE_LENGTH = 0, /* values of colx_enc_ctx_one_len bytes */
+  COLX_DICT_CUMULATIVE = 1  /* values between the offsets of colx_enc_ctx_cla */
+};
 
 /* ---------------------------------------------------------------- call records */
 
@@ -237,11 +246,11 @@ typedef uint64_t (*colx_hash_fn)(const void* key, uint64_t length, uint64_t seed
 
 /* Codes of colx_ht_type; COLX_HT_GD is added to K4V8 or K4V4 for exact codes as keys. */
 enum {
-  COLX_HT_K2V8 = 1,
-  COLX_HT_K2V4 = 2,
-  COLX_HT_K4V8 = 4,
-  COLX_HT_K4V4 = 8,
-  COLX_HT_GD = 0x1000
+  COLX_HT_K2V8 = 1,   /* 5 slots of 16-bit tags and 8-byte values */
+  COLX_HT_K2V4 = 2,   /* 9 slots of 16-bit tags and 4-byte values */
+  COLX_HT_K4V8 = 4,   /* 4 slots of 32-bit tags or codes and 8-byte values */
+  COLX_HT_K4V4 = 8,   /* 6 slots of 32-bit tags or codes and 4-byte values */
+  COLX_HT_GD = 0x1000 /* keys are exact codes */
 };
 
 /* A hash table of 64-byte buckets; the host owns and clears the bucket arrays. */
@@ -258,12 +267,12 @@ typedef struct colx_ht {
 
 /* Bits of colx_part_type. */
 enum {
-  COLX_PART_RID = 0x1,
-  COLX_PART_LV = 0x2,
-  COLX_PART_FIXED = 0x4,
-  COLX_PART_SERVED = 0x8,
-  COLX_PART_REFUSE = 0x10,
-  COLX_PART_GD = 0x20
+  COLX_PART_RID = 0x1,     /* records of row id and hash, 16 bytes */
+  COLX_PART_LV = 0x2,      /* records of length, hash and payload */
+  COLX_PART_FIXED = 0x4,   /* records of hash and payload of one width */
+  COLX_PART_SERVED = 0x8,  /* always set with one of the three */
+  COLX_PART_REFUSE = 0x10, /* lv and fixed records: nothing is done */
+  COLX_PART_GD = 0x20      /* with COLX_PART_RID: records of hash, code and row id, 24 bytes */
 };
 
 /* The output of a partitioning: a cursor and an end per partition. */
@@ -278,10 +287,10 @@ typedef struct colx_part_set {
 
 /* Bits of colx_store_type, tested in the order lp, dlp, cla. */
 enum {
-  COLX_STORE_ROW_FORM = 0x2,
-  COLX_STORE_CLA = 0x8,
-  COLX_STORE_DLP = 0x10,
-  COLX_STORE_LP = 0x20
+  COLX_STORE_ROW_FORM = 0x2, /* an entry is a row of several values */
+  COLX_STORE_CLA = 0x8,      /* pages of offsets */
+  COLX_STORE_DLP = 0x10,     /* pages of words of place and length */
+  COLX_STORE_LP = 0x20       /* pages of records of length and pointer */
 };
 
 /* A row store of pages: source of gather, target and source of transpose. */
@@ -305,7 +314,8 @@ typedef struct colx_row_store {
 
 enum { COLX_DISPATCH_SLOTS = 8192 };
 
-/* Operations: bits 0 to 4 of an index. */
+/* Operations: bits 0 to 4 of an index. The comparisons are of a row with the constant, unsigned;
+ * those of two bounds name them in order: GT_LE is low < row <= high. */
 enum {
   COLX_OPC_EQ,
   COLX_OPC_LT,
