@@ -10,6 +10,7 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
 program=${1-build-release}/tests/arrow/duckdb_arrow_check
+package=@duckdb/node-api@1.5.6-r.1 # functions that it deprecates are called
 work=$root/build/duckdb
 library=$work/node_modules/@duckdb/node-bindings-linux-x64/libduckdb.so
 
@@ -26,9 +27,9 @@ not_to_be_had() {
 if [ ! -f "$library" ]; then
   command -v npm >/dev/null || not_to_be_had "npm is missing"
   mkdir -p "$work"
-  timeout 300 npm install --prefix "$work" --no-audit --no-fund --fetch-retries=1 @duckdb/node-api \
+  timeout 300 npm install --prefix "$work" --no-audit --no-fund --fetch-retries=1 "$package" \
     >"$work/npm.log" 2>&1 ||
-    not_to_be_had "npm could not install @duckdb/node-api ($(grep -m 1 'code' "$work/npm.log" ||
+    not_to_be_had "npm could not install $package ($(grep -m 1 'code' "$work/npm.log" ||
       echo "it took too long"))"
   [ -f "$library" ] || not_to_be_had "the package holds no library for this machine"
 fi
