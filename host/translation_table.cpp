@@ -17,24 +17,48 @@ StreamBuffer table_without_codes(uint64_t elements, ElementWidth width) {
   return table;
 }
 
-// Elements narrower than a byte lie from its low bits up, wider ones in the machine's byte order.
-uint32_t element_at(const uint8_t* table, uint64_t index, ElementWidth width) {
-  const uint32_t bits = element_bits(width);
-  if (bits < 8) return table[index * bits / 8] >> (index * bits % 8) & no_code(width);
-  uint32_t element = 0;
-  std::memcpy(&element, table + index * (bits / 8), bits / 8);
+template <class Element>
+uint32_t whole_element(const uint8_t* table, uint64_t index) {
+  Element element;
+  std::memcpy(&element, table + index * sizeof element, sizeof element);
   return element;
 }
 
-void put_element(uint8_t* table, uint64_t index, uint32_t element, ElementWidth width) {
-  const uint32_t bits = element_bits(width);
-  if (bits >= 8) {
-    std::memcpy(table + index * (bits / 8), &element, bits / 8);
-    return;
+template <class Element>
+void put_whole_element(uint8_t* table, uint64_t index, uint32_t element) {
+  const auto whole = static_cast<Element>(element);
+  std::memcpy(table + index * sizeof whole, &whole, sizeof whole);
+}
+
+// Elements narrower than a byte lie from its low bits up, wider ones in the machine's byte order.
+uint32_t element_at(const uint8_t* table, uint64_t index, ElementWidth width) {
+  switch (width) {
+    case ElementWidth::one_byte:
+      return table[index];
+    case ElementWidth::two_bytes:
+      return whole_element<uint16_t>(table, index);
+    case ElementWidth::four_bytes:
+      return whole_element<uint32_t>(table, index);
+    default:
+      const uint32_t bits = element_bits(width);
+      return table[index * bits / 8] >> (index * bits % 8) & no_code(width);
   }
-  uint8_t& byte = table[index * bits / 8];
-  const uint32_t shift = index * bits % 8;
-  byte = static_cast<uint8_t>((byte & ~(no_code(width) << shift)) | element << shift);
+}
+
+void put_element(uint8_t* table, uint64_t index, uint32_t element, ElementWidth width) {
+  switch (width) {
+    case ElementWidth::one_byte:
+      return put_whole_element<uint8_t>(table, index, element);
+    case ElementWidth::two_bytes:
+      return put_whole_element<uint16_t>(table, index, element);
+    case ElementWidth::four_bytes:
+      return put_whole_element<uint32_t>(table, index, element);
+    default:
+      const uint32_t bits = element_bits(width);
+      uint8_t& byte = table[index * bits / 8];
+      const uint32_t shift = index * bits % 8;
+      byte = static_cast<uint8_t>((byte & ~(no_code(width) << shift)) | element << shift);
+  }
 }
 
 Result<void> check_options(const TranslationOptions& options) {
