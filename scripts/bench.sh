@@ -63,16 +63,15 @@ build_with() { # <preset> <target>...
 
 compare_duckdb() {
   echo "== DuckDB"
-  local code=0
-  scripts/compare_duckdb.sh --csv "$PWD/$results/duckdb.csv" || code=$?
-  [ $code -ne 0 ] || return 0
-  rm -f "$results/duckdb.csv"
-  if [ $code -eq 1 ]; then
-    echo "DuckDB answered a query with other rows." >"$results/duckdb.txt"
+  local csv=$PWD/$results/duckdb.csv
+  scripts/compare_duckdb.sh --csv "$csv" && return
+  if grep -qs ',false$' "$csv"; then
+    echo "DuckDB answered a query with other rows." | tee "$results/duckdb.txt" >&2
     status=1
   else
     echo "Not compared: DuckDB could not be installed or run." >"$results/duckdb.txt"
   fi
+  rm -f "$csv"
 }
 
 scripts/install_packages.sh
