@@ -36,6 +36,14 @@ def limit_speed(case: Case):
     return case.line_rows_per_ns(case.limit_cycles)
 
 
+def millions(case: Case) -> float:
+    return 1000 * case.rows_per_ns
+
+
+def scalar_millions(case: Case):
+    return 1000 * scalar_speed(case) if case.scalar_cycles else None
+
+
 def scan_widths(all_cases: Measurements) -> list[Panel]:
     panels = []
     for size, title in SIZE_TITLES.items():
@@ -109,7 +117,8 @@ def selective_unpacking(all_cases: Measurements) -> list[Panel]:
             Curve("plain loop over selected rows", 3,
                   points(blocks, percent, lambda case: case.scalar_cycles)),
         ]
-        settings = ["set logscale xy", "set xtics (1, 2, 5, 10, 25, 50, 90)", "set xrange [0.9:100]"]
+        tics = "set xtics (1, 2, 5, 10, 25, 50, 90)"
+        settings = ["set logscale xy", tics, "set xrange [0.9:100]"]
         panels.append(Panel(f"Unpacking {width}-bit codes in L2", "rows selected, percent",
                             "cycles a row", curves, settings))
     return panels
@@ -123,8 +132,10 @@ def table_sizes(all_cases: Measurements) -> list[Panel]:
     cases = all_cases.find("join_bench", r".* \d+ KB table", "table")
     curves = [
         Curve("probe", 1, points(cases, kilobytes, lambda case: case.cycles)),
-        Curve("std::unordered_multimap", 3, points(cases, kilobytes, lambda case: case.scalar_cycles)),
-        Curve("independent random reads", 4, points(cases, kilobytes, lambda case: case.limit_cycles)),
+        Curve("std::unordered_multimap", 3,
+              points(cases, kilobytes, lambda case: case.scalar_cycles)),
+        Curve("independent random reads", 4,
+              points(cases, kilobytes, lambda case: case.limit_cycles)),
     ]
     settings = [
         "set logscale xy",
@@ -144,9 +155,8 @@ def partition_counts(all_cases: Measurements) -> list[Panel]:
         cases = all_cases.find(
             "partition_bench", r"colx_partition_rid_hash_values_payload into \d+", size)
         curves = [
-            Curve("partitioning", 1, points(cases, into, lambda case: 1000 * case.rows_per_ns)),
-            Curve("plain scatter loop", 3,
-                  points(cases, into, lambda case: 1000 * scalar_speed(case))),
+            Curve("partitioning", 1, points(cases, into, millions)),
+            Curve("plain scatter loop", 3, points(cases, into, scalar_millions)),
         ]
         settings = ["set logscale x 2", "set xtics (2, 8, 32, 128, 512, 2048)", "set yrange [0:*]"]
         panels.append(Panel(f"16-byte records {SIZE_TITLES[size]}", "partitions",

@@ -42,7 +42,7 @@ def clock(log: str) -> str:
 
 
 def flags(build: Path, source: str) -> str:
-    """Flags of the file whose path ends in `source`, without include folders, names and warnings."""
+    """Flags of the file whose path ends in `source`, without include folders and warnings."""
     for entry in json.loads((build / "compile_commands.json").read_text()):
         if not entry["file"].endswith(source):
             continue

@@ -131,6 +131,11 @@ class Measurements:
         ]
 
 
+def compared(cases: Iterable[Case]) -> list[Case]:
+    """Those that ran beside a plain loop."""
+    return [case for case in cases if case.times_scalar]
+
+
 def geometric_mean(values: Iterable[float]) -> float:
     logs = [math.log(value) for value in values]
     return math.exp(sum(logs) / len(logs))

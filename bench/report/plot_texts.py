@@ -6,11 +6,12 @@ import re
 from pathlib import Path
 
 from figures import into, kilobytes, one_in, threads_of, width_of
-from measurements import Case, Measurements
+from measurements import Case, Measurements, compared
 
 
 def scan_text(measurements: Measurements) -> str:
-    cases = measurements.find("dict_scan_bench", r"colx_eq_dict_([2-9]|\d\d)bit", "L2")
+    cases = compared(
+        measurements.find("dict_scan_bench", r"colx_eq_dict_([2-9]|\d\d)bit", "L2"))
     if not cases:
         return ""
     best = max(cases, key=lambda case: case.rows_per_ns)
@@ -61,13 +62,13 @@ def selective_unpack_text(measurements: Measurements) -> str:
 
 
 def table_text(measurements: Measurements) -> str:
-    cases = measurements.find("join_bench", r".* \d+ KB table", "table")
+    cases = compared(measurements.find("join_bench", r".* \d+ KB table", "table"))
     if not cases:
         return ""
     small, large = min(cases, key=kilobytes), max(cases, key=kilobytes)
     return (
-        f"Keys of 4 bytes with their hash values given. A probe costs {small.cycles:.0f} cycles in a"
-        f" table of {kilobytes(small):.0f} KB and {large.cycles:.0f} in one of"
+        f"Keys of 4 bytes with their hash values given. A probe costs {small.cycles:.0f} cycles in"
+        f" a table of {kilobytes(small):.0f} KB and {large.cycles:.0f} in one of"
         f" {kilobytes(large) / 1024:.0f} MB, where it is {large.times_scalar:.1f} times as fast as"
         f" the map; reads of as many cache lines at random, which nothing waits for, cost"
         f" {large.limit_cycles:.0f}."
@@ -77,7 +78,7 @@ def table_text(measurements: Measurements) -> str:
 def partition_text(measurements: Measurements) -> str:
     cases = measurements.find(
         "partition_bench", r"colx_partition_rid_hash_values_payload into \d+", "memory")
-    many = [case for case in cases if into(case) >= 256]
+    many = [case for case in compared(cases) if into(case) >= 256]
     if not many:
         return ""
     worst = min(many, key=lambda case: case.times_scalar)
@@ -88,7 +89,7 @@ def partition_text(measurements: Measurements) -> str:
 
 
 def thread_text(measurements: Measurements) -> str:
-    joins = measurements.find("threads_bench", r"join of .*", "memory")
+    joins = compared(measurements.find("threads_bench", r"join of .*", "memory"))
     if not joins:
         return ""
     most = max(joins, key=threads_of)

@@ -79,9 +79,11 @@ def legend_script(curves: list[Curve], width: int) -> list[str]:
         for curve, needed in line:
             tag += 1
             ends = f"{(x + GAP) / width:.4f},{y:.4f} to screen {(x + GAP + SAMPLE) / width:.4f}"
-            script.append(f"set arrow {tag} from screen {ends},{y:.4f} nohead linestyle {curve.style}")
+            style = f"nohead linestyle {curve.style}"
+            script.append(f"set arrow {tag} from screen {ends},{y:.4f} {style}")
             place = f"{(x + 1.5 * GAP + SAMPLE) / width:.4f},{y:.4f}"
-            script.append(f"set label {tag} {quoted(curve.title)} at screen {place} left noenhanced")
+            text = f"{quoted(curve.title)} at screen {place} left noenhanced"
+            script.append(f"set label {tag} {text}")
             x += needed
     return script
 

@@ -6,7 +6,7 @@ usage: run_benchmarks.py BUILD RESULTS PROGRAM... [-- OPTION...]
 
 The first form writes <program>.csv, <program>.targets.csv and <program>.log to RESULTS, passes the
 options on and shows what the programs print. The second one runs the programs of the release and
-of the clang build in turns, kernels alone on data in L2, and writes their CSVs to RESULTS/compilers.
+of the clang build in turns, kernels alone on data in L2, and writes CSVs to RESULTS/compilers.
 Programs of one thread are bound to the last core. Ends with status 1 if a program did.
 """
 

@@ -72,7 +72,8 @@ class ReportTest(unittest.TestCase):
 
     def test_summary_has_speed_and_geometric_mean(self):
         self.assertIn(
-            "| Predicates on codes of 2 to 8 bits | 4 G | 8 GB | **4.0** | 2.0 to 8.0 | 4 GB | 0.50 |",
+            "| Predicates on codes of 2 to 8 bits | 4 G | 8 GB | **4.0** | 2.0 to 8.0 | 4 GB |"
+            " 0.50 |",
             self.report())
 
     def test_target_that_is_met(self):
@@ -170,6 +171,19 @@ class ReportTest(unittest.TestCase):
     def test_missing_duckdb_is_said(self):
         self.put("duckdb.txt", "Not compared: made.\n")
         self.assertIn("## DuckDB\n\nNot compared: made.\n", self.report())
+
+    def test_kernels_that_ran_alone_have_speeds_and_no_ratios(self):
+        alone = ",4000,8000,7,1000,9,0.1,0.2,,,,,,,\"\",,\n"
+        for program, kernel, size in (
+                ("dict_scan", "colx_eq_dict_8bit", "L2"),
+                ("decode", "colx_decode_unpack_dict_5bit to 1", "L2"),
+                ("join", "probe 100% hit, 64 KB table", "table"),
+                ("partition", "colx_partition_rid_hash_values_payload into 256", "memory"),
+                ("threads", "join of 64 partitions by 2 threads", "memory")):
+            self.put(f"{program}_bench.csv", CASES + f'"{kernel}","{size}"' + alone)
+        text = self.report()
+        self.assertIn("| Predicates on codes of 2 to 8 bits | 4 G | 8 GB |  |  |  |  |", text)
+        self.assertIn("![Threads](plots/thread-counts.svg)", text)
 
     def test_library_above_its_limit_fails(self):
         build = self.root / "build"
