@@ -4,12 +4,16 @@
 
 #include "kernels/frame/colx_x86.h"
 
-static void kernel(void) {}
+/* Finds nothing, whatever it is asked. */
+static uint32_t kernel(colx_cv* res) {
+  res->colx_cv_num_set = 0;
+  return COLX_NOTHING_FOUND;
+}
 
 enum { EQ_8BIT = 928, LT_8BIT = 929 };
 
 const colx_kernel_fn colx_dispatch_table[COLX_DISPATCH_SLOTS] = {
-    [EQ_8BIT] = kernel, [LT_8BIT] = kernel};
+    [EQ_8BIT] = (colx_kernel_fn)kernel, [LT_8BIT] = (colx_kernel_fn)kernel};
 
 const char* const colx_dispatch_func_names[COLX_DISPATCH_SLOTS] = {
     [0 ... EQ_8BIT - 1] = "colx_invalid_dispatch",

@@ -85,6 +85,13 @@ TEST(InspectProgram, TellsTheFaultsOfAnAlteredTable) {
   EXPECT_HOLDS(time.output, "has no kernel colx_gt_dict_8bit");
 }
 
+TEST(InspectProgram, NoticesAKernelThatFindsOtherRows) {
+  const Ending time =
+      inspect("--library " COLX_ALTERED_LIBRARY " time colx_eq_dict_8bit --rows 5k --passes 1");
+  EXPECT_EQ(time.status, 1) << time.output;
+  EXPECT_HOLDS(time.output, "\nWRONG     0 hits, by plain evaluation ");
+}
+
 TEST(InspectProgram, FailsVerificationOfAnotherFileAndRefusesAMissingOne) {
   const Ending other = inspect("--library " COLX_INSPECT_PROGRAM " verify");
   EXPECT_EQ(other.status, 1);

@@ -106,8 +106,8 @@ Result<bool> time_kernel(const Command& command) {
   if (!work) return work.error();
 
   fmt::print("{}\n", (*kernel)->name);
-  fmt::print("data      {} rows in {} batches; {}\n", grouped(command.rows), grouped(work->batches),
-             work->data);
+  fmt::print("data      {} rows in {} batch{}; {}\n", grouped(command.rows), grouped(work->batches),
+             work->batches == 1 ? "" : "es", work->data);
   const auto right = prove(*work);
   if (!right || !*right) return right;
   fmt::print("found     {} {}, as by plain evaluation\n", grouped(work->expected), work->found);
