@@ -130,10 +130,10 @@ def summary(measurements: Measurements) -> list[str]:
         "",
         *highlights(measurements),
         "One thread. Means over a family's kernels and cases are geometric; bytes are those read"
-        " and written. The plain loop is a careful scalar one for the same job under the same compiler"
-        " and instruction set, not vectorized, run in turns with the kernel; the bandwidth line only reads"
-        " and writes the same bytes by 16-byte instructions, or, for joins and filters, reads as many"
-        " cache lines at random; kernels that prefetch may be above 1 of it.",
+        " and written. The plain loop is a careful scalar one for the same job under the same"
+        " compiler and instruction set, not vectorized, run in turns with the kernel; the bandwidth"
+        " line only reads and writes the same bytes by 16-byte instructions, or, for joins and"
+        " filters, reads as many cache lines at random; kernels that prefetch may pass it.",
         "",
         HEAD,
         *lines,
