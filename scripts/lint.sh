@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs clang-tidy (.clang-tidy) over the library and the host toolkit, cppcheck
-# (cppcheck_suppressions.txt) over the examples, too; the configurations say why what is left out is
+# (cppcheck_suppressions.txt) over the examples and tools, too; the configurations say why what is left out is
 # left out.
 #
 # usage: lint.sh
@@ -16,7 +16,8 @@ status=0
 sources=(kernels/*/*.cpp host/*.cpp)
 cppcheck --enable=warning,performance,portability --std=c++20 --quiet --error-exitcode=1 -I. \
   -j "$(nproc)" --max-configs=1 --suppress=missingIncludeSystem \
-  --suppressions-list=scripts/cppcheck_suppressions.txt "${sources[@]}" examples/*/*.cpp || status=1
+  --suppressions-list=scripts/cppcheck_suppressions.txt "${sources[@]}" examples/*/*.cpp \
+  tools/*/*.cpp || status=1
 printf '%s\n' "${sources[@]}" |
   xargs -P "$(nproc)" -I{} clang-tidy -p build-release --quiet {} 2>build-lint.log || status=1
 exit $status

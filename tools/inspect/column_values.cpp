@@ -7,8 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <optional>
-
-#include "tools/inspect/terminal_progress.h"
+#include <utility>
 
 namespace colx::inspect {
 namespace {
@@ -68,15 +67,17 @@ int64_t scaled(std::string_view text, uint32_t places) {
   return text.starts_with('-') ? -number : number;
 }
 
+// Leaves `values` as they are if one of the texts is no such value.
 template <class T, class Parse>
 bool parse_all(std::span<const std::string_view> texts, std::vector<T>& values, Parse parse) {
-  values.assign(texts.size(), T{});
+  std::vector<T> parsed(texts.size());
   for (size_t row = 0; row < texts.size(); ++row) {
     if (texts[row].empty()) continue;
     const auto value = parse(texts[row]);
-    if (!value) return values.clear(), false;
-    values[row] = *value;
+    if (!value) return false;
+    parsed[row] = *value;
   }
+  values = std::move(parsed);
   return true;
 }
 

@@ -10,8 +10,7 @@
 namespace colx::inspect {
 namespace {
 
-using namespace std::chrono_literals;
-
+constexpr auto between_draws = std::chrono::milliseconds(100);
 constexpr std::string_view clear_line = "\r\x1b[K";  // carriage return, erase to the line's end
 
 bool terminal_shows_progress() {
@@ -25,7 +24,7 @@ TerminalProgress::TerminalProgress(std::string_view step, uint64_t total)
     : step_(step),
       total_(std::max<uint64_t>(total, 1)),
       shown_(terminal_shows_progress()),
-      next_draw_(std::chrono::steady_clock::now() + 100ms) {}
+      next_draw_(std::chrono::steady_clock::now() + between_draws) {}
 
 TerminalProgress::~TerminalProgress() {
   if (drawn_) fmt::print(stderr, "{}", clear_line);
@@ -35,7 +34,7 @@ void TerminalProgress::at(uint64_t done) {
   if (!shown_) return;
   const auto now = std::chrono::steady_clock::now();
   if (now < next_draw_) return;
-  next_draw_ = now + 100ms;
+  next_draw_ = now + between_draws;
   drawn_ = true;
   fmt::print(stderr, "{}{}  {} %", clear_line, step_, std::min(done, total_) * 100 / total_);
 }
