@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs clang-tidy (.clang-tidy) over the library and the host toolkit, cppcheck
-# (cppcheck_suppressions.txt) over the examples and the tools, too; the configurations say why what is
-# left out is left out.
+# (cppcheck_suppressions.txt) over the examples and the tools, too; the configurations say why what
+# is left out is left out.
 #
 # usage: lint.sh
 set -euo pipefail
