@@ -64,7 +64,7 @@ struct BucketForm {
   }
 
   // The set of slots that hold the key. `header` is the bucket's: stale slots do not count.
-  COLX_INLINE static uint32_t slots_of(const uint8_t* bucket, uint8_t header, Key key) {
+  COLX_INLINE static uint32_t slots_of(const uint8_t* bucket, uint32_t header, Key key) {
     constexpr unsigned lanes = 16 / key_bytes;
     const Vec wanted = splat<key_bytes>(key);
     const uint8_t* const keys = bucket + keys_at;

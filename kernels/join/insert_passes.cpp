@@ -7,7 +7,7 @@ namespace {
 // Puts a row into a bucket with a free slot. `header` is the bucket's, with what the caller adds to
 // it. The keys are compared whether the bucket is marked or not: a clear mark stays clear.
 template <class Form>
-COLX_INLINE void put(uint8_t* bucket, uint8_t header, typename Form::Key key,
+COLX_INLINE void put(uint8_t* bucket, uint32_t header, typename Form::Key key,
                      typename Form::Value value) {
   const uint32_t used = header & used_slots_mask;
   const bool repeated = Form::slots_of(bucket, header, key) != 0;
@@ -17,9 +17,9 @@ COLX_INLINE void put(uint8_t* bucket, uint8_t header, typename Form::Key key,
 }
 
 // Without a branch: which buckets are empty is beyond prediction.
-COLX_INLINE uint8_t marked_if_empty(uint8_t header) {
+COLX_INLINE uint32_t marked_if_empty(uint32_t header) {
   static_assert(unique_mark == 1 << 6);
-  return static_cast<uint8_t>(header | uint32_t{header == 0} << 6);
+  return header | uint32_t{header == 0} << 6;
 }
 
 // Where the overflow buckets of a partition come from.
@@ -35,7 +35,7 @@ struct OverflowRoom {
 template <class Form>
 COLX_INLINE bool put_in_chain(uint8_t* bucket, typename Form::Key key, typename Form::Value value,
                               OverflowRoom overflow) {
-  uint8_t header = *bucket;
+  uint32_t header = *bucket;
   for (; header & chained_mark; header = *bucket) {
     if (header & unique_mark && Form::slots_of(bucket, Form::slots, key) != 0)
       *bucket = static_cast<uint8_t>(header & ~unique_mark);
@@ -71,7 +71,7 @@ COLX_INLINE uint32_t insert(const Rows& of, const Values& values, uint32_t rows,
           uint8_t* const bucket = finder.bucket(hash, partition);
           const auto key = static_cast<typename Form::Key>(of.key(r));
           const auto value = static_cast<typename Form::Value>(values.value(r));
-          const uint8_t header = *bucket;
+          const uint32_t header = *bucket;
           if (all_with_room && (header & used_slots_mask) < Form::slots)
             put<Form>(bucket, marked_if_empty(header), key, value);
           else if (!put_in_chain<Form>(bucket, key, value,

@@ -47,7 +47,7 @@ struct Output {
   template <class Form, bool chains>
   COLX_INLINE bool put_row(const uint8_t* bucket, typename Form::Key key, uint64_t left) {
     for (;; bucket = next_bucket(bucket)) {
-      const uint8_t header = *bucket;
+      const uint32_t header = *bucket;
       const uint32_t slots = Form::slots_of(bucket, header, key);
       for (uint32_t rest = slots; rest != 0; rest &= rest - 1) {
         if (next == end) return false;
@@ -73,17 +73,21 @@ struct GroupRecords {
 // written even if there is none, and counts if there is.
 template <class Form>
 COLX_INLINE uint8_t* put_hits(uint8_t* to, const uint8_t* last_place, uint64_t left,
-                              const uint8_t* bucket, uint8_t header, uint32_t slots) {
+                              const uint8_t* bucket, uint32_t header, uint32_t slots) {
   constexpr uint32_t last_slot = 1 << (Form::slots - 1) * Form::slot_stride;
   put_record(to, left, Form::first_value(bucket, slots | last_slot));
   to += record_bytes_if_any(slots);
   const uint32_t more = slots & (slots - 1);
-  if (more != 0 && !(header & unique_mark)) [[unlikely]] {
-    if (to > last_place) return nullptr;
-    for (uint32_t rest = more; rest != 0; rest &= rest - 1) {
-      put_record(to, left, Form::first_value(bucket, rest));
-      to += record_bytes;
-    }
+  if (more == 0) [[likely]]
+    return to;
+  // The header stays behind the branch: which first buckets are empty is beyond prediction.
+  uint32_t marks = header;
+  COLX_MEET_IN_REGISTER(marks);
+  if (marks & unique_mark) return to;
+  if (to > last_place) return nullptr;
+  for (uint32_t rest = more; rest != 0; rest &= rest - 1) {
+    put_record(to, left, Form::first_value(bucket, rest));
+    to += record_bytes;
   }
   return to;
 }
@@ -92,7 +96,7 @@ COLX_INLINE uint8_t* put_hits(uint8_t* to, const uint8_t* last_place, uint64_t l
 template <class Form>
 COLX_INLINE uint8_t* put_chain(uint8_t* to, const uint8_t* last_place, uint64_t left,
                                const uint8_t* bucket, typename Form::Key key) {
-  uint8_t header;
+  uint32_t header;
   uint32_t slots;
   do {
     if (to > last_place) return nullptr;
@@ -114,7 +118,7 @@ COLX_INLINE uint8_t* gather_group(GroupRecords& group, const Finder& finder, con
     const uint8_t* const bucket = finder.bucket(of.hash(r));
     const auto key = static_cast<typename Form::Key>(of.key(r));
     const uint64_t left = values.value(r);
-    const uint8_t header = *bucket;
+    const uint32_t header = *bucket;
     const uint32_t slots = Form::slots_of(bucket, header, key);
     to = put_hits<Form>(to, last_place, left, bucket, header, slots);
     if (to == nullptr) return nullptr;
