@@ -78,6 +78,7 @@ COLX_INLINE void store_results(uint8_t* out, const Left& left, const Right& righ
   constexpr uint32_t lanes = lanes_of<Number>;
   const uint32_t whole = rows / lanes * lanes;
   uint32_t r = 0;
+#pragma GCC unroll 2
   for (; r != whole; r += lanes)
     store(out + size_t{r} * sizeof(Number),
           combined_lanes<op, Number>(left.lanes(r), right.lanes(r)));

@@ -24,6 +24,7 @@ void convert_rows(colx_cv* res, const colx_cv* src) {
   const uint32_t rows = src->colx_cv_num_of_rows;
   const uint32_t whole = rows / lanes_of<Number> * lanes_of<Number>;
   uint32_t r = 0;
+#pragma GCC unroll 2
   for (; r != whole; r += lanes_of<Number>)
     store(to + size_t{r} * sizeof(Number), canonical_lanes<Number>(from, r));
   for (; r != rows; ++r)

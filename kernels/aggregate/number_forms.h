@@ -94,16 +94,37 @@ COLX_INLINE uint64_t dsb_at(const uint8_t* from) {
   return static_cast<uint64_t>(int64_t{static_cast<Row>(load_big_endian<Unsigned<bytes>>(from))});
 }
 
-// In any order: four sums do not wait for each other.
+// A vector of dsb rows as two numbers of 64 bits to sum up. Rows narrower than that are raised by
+// the value of their sign bit, which leaves them without a sign.
+template <unsigned bytes>
+COLX_INLINE Vec raised_dsb_sums(Vec stored) {
+  if constexpr (bytes == 8) return lanes_byte_reversed<8>(stored);
+  if constexpr (bytes == 4) {
+    const Vec raised = differ(lanes_byte_reversed<4>(stored), splat<4>(0x80000000));
+    return sum<8>(both(raised, splat<8>(0xFFFFFFFF)), shifted_right<8, 32>(raised));
+  }
+  if constexpr (bytes == 2) {
+    const Vec raised = differ(stored, splat<2>(0x0080));
+    const Vec high_bytes = byte_sums(both(raised, splat<2>(0x00FF)));
+    return sum<8>(shifted_left<8, 8>(high_bytes), byte_sums(shifted_right<2, 8>(raised)));
+  }
+  if constexpr (bytes == 1) return byte_sums(differ(stored, splat<1>(0x80)));
+}
+
+// In any order.
 template <unsigned bytes>
 COLX_INLINE uint64_t dsb_sum(const uint8_t* from, uint32_t rows) {
-  uint64_t sums[4] = {};
-  for (uint32_t four = rows / 4; four != 0; --four, from += 4 * bytes) {
-#pragma GCC unroll 4
-    for (unsigned k = 0; k < 4; ++k) sums[k] += dsb_at<bytes>(from + k * bytes);
-  }
-  for (uint32_t rest = rows % 4; rest != 0; --rest, from += bytes) sums[0] += dsb_at<bytes>(from);
-  return sums[0] + sums[1] + sums[2] + sums[3];
+  constexpr uint32_t rows_of_vector = 16 / bytes;
+  constexpr uint64_t raised_by = bytes == 8 ? 0 : uint64_t{1} << (8 * bytes - 1);
+  const uint32_t whole = rows / rows_of_vector;
+  Vec sums = zeros();
+#pragma GCC unroll 2
+  for (uint32_t v = 0; v != whole; ++v, from += 16)
+    sums = sum<8>(sums, raised_dsb_sums<bytes>(load(from)));
+  uint64_t total = low_half(sums) + high_half(sums) - raised_by * rows_of_vector * whole;
+  for (uint32_t rest = rows % rows_of_vector; rest != 0; --rest, from += bytes)
+    total += dsb_at<bytes>(from);
+  return total;
 }
 
 // Calls serve(bytes of a row) for the widths that dsb rows have; does nothing for others.

@@ -40,18 +40,20 @@ struct SixteenKeys {
     return static_cast<uint32_t>((pair + (uint64_t{added} << 32)) >> 32);
   }
 
-  // Their low 7 bits, in bytes; what is above does not count.
+  // Their low 7 bits, in bytes; what is above does not count. The keys are loaded once more: taking
+  // pairs out of these vectors would cost more than the loads of `four_from`.
   COLX_INLINE Vec low_bits() const {
-    const Vec first = narrowed<4>(four_low_bits<0>(), four_low_bits<1>());
-    const Vec keys = narrowed<2>(first, narrowed<4>(four_low_bits<2>(), four_low_bits<3>()));
-    return sum<1>(keys, splat<1>(added));
+    const uint8_t* keys = from;
+    COLX_MEET_IN_REGISTER(keys);
+    const Vec first = narrowed<4>(four_low_bits(keys), four_low_bits(keys + 16));
+    const Vec second = narrowed<4>(four_low_bits(keys + 32), four_low_bits(keys + 48));
+    return sum<1>(narrowed<2>(first, second), splat<1>(added));
   }
 
-  template <unsigned four>
-  COLX_INLINE Vec four_low_bits() const {
-    const Vec keys = load(from + 16 * four);
-    if constexpr (order == ByteOrder::native) return both(keys, splat<4>(0x7F));
-    return shifted_right<4, 24>(both(keys, splat<4>(0x7F000000)));
+  COLX_INLINE static Vec four_low_bits(const uint8_t* keys) {
+    const Vec four = load(keys);
+    if constexpr (order == ByteOrder::native) return both(four, splat<4>(0x7F));
+    return shifted_right<4, 24>(both(four, splat<4>(0x7F000000)));
   }
 };
 
