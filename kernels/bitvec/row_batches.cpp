@@ -25,9 +25,9 @@ COLX_INLINE uint32_t with_word(uint64_t word, uint32_t base, uint32_t* batch, ui
 }
 
 // Whether a word has any row is as good as random in a sparse selection, so no branch asks: the
-// group's words with rows are listed first.
-COLX_INLINE uint32_t with_group(const RowBatches& rows, uint32_t words, uint32_t* batch,
-                                uint32_t count) {
+// group's words with rows are listed first. `rows` is a copy: what the caller has could be written
+// over by a batch.
+COLX_INLINE uint32_t with_group(RowBatches rows, uint32_t words, uint32_t* batch, uint32_t count) {
   uint32_t with_rows[words_per_group];
   uint32_t listed = 0;
 #pragma GCC unroll 8

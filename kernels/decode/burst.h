@@ -63,7 +63,9 @@ struct FlippedRows {
       for (unsigned k = 0; k < reach; k += 16) store(at + k, sides);
       at += reach;
     } while (at < target);
-    pending = target == word ? pending : side;
+    // By arithmetic: whether a flip shares the word of the last one is as good as random.
+    const uint64_t same_word = uint64_t{target != word} - 1;
+    pending = side ^ ((side ^ pending) & same_word);
     word = target;
   }
 

@@ -34,6 +34,7 @@ COLX_INLINE Vec bits_reversed_in_bytes(Vec v) {
 template <bool inverted>
 COLX_INLINE uint32_t store_blocks(uint64_t* out, const uint8_t* stream, uint32_t blocks) {
   uint32_t count = 0;
+#pragma GCC unroll 4
   for (; blocks != 0; --blocks, stream += 16, out += 2) {
     prefetch(stream + stream_prefetch_bytes);
     Vec bits = bits_reversed_in_bytes(load(stream));

@@ -2,9 +2,9 @@
 // colx_cv_bits of the third argument, with room for every code of the width.
 //
 // A scan with rules of its own: nulls are ignored, and an applied selection sets COLX_OUT_SET.
-// Sixteen rows are looked up at once: each gets the set's byte that has its code's bit. Up to 7
-// bits the whole set stands in a vector, at 8 in two, and shuffles fetch the bytes; above, they are
-// loaded one by one.
+// Sixteen rows are looked up at once: each gets the set's byte that has its code's bit. Up to 3
+// bits the set has a single byte; up to 7 the whole set stands in a vector, at 8 in two, and
+// shuffles fetch the bytes; above, they are loaded one by one.
 #include <utility>
 
 #include "kernels/bitvec/bit_tables.h"
@@ -51,7 +51,10 @@ struct SetRows {
 
   COLX_INLINE static State begin(const ScanInput& in, const uint64_t* const& set) {
     State state = {in.data, {in.data, set}, {zeros(), zeros()}};
-    if constexpr (width < 7) state.set[0] = load_low_half(set);
+    if constexpr (width <= 3)
+      state.set[0] = splat<1>(static_cast<uint8_t>(set[0]));
+    else if constexpr (width < 7)
+      state.set[0] = load_low_half(set);
     if (in.rows < rows_per_step) return state;  // a vector is read for steps alone
     if constexpr (width == 7 || width == 8) state.set[0] = load(set);
     if constexpr (width == 8) state.set[1] = load(set + 2);
@@ -104,8 +107,13 @@ struct SetRows {
     if constexpr (set_vectors(width) != 0) {
       const Vec numbers =
           width == 8 ? load(codes) : row_bytes([&](auto v) { return codes_at<v>(codes); });
-      bytes = shuffled(state, both(shifted_right<2, 3>(numbers), splat<1>(0x1F)));
-      places = both(numbers, splat<1>(0x07));
+      if constexpr (width <= 3) {
+        bytes = state.set[0];
+        places = numbers;
+      } else {
+        bytes = shuffled(state, both(shifted_right<2, 3>(numbers), splat<1>(0x1F)));
+        places = both(numbers, splat<1>(0x07));
+      }
     } else {
       bytes = loaded(bytes_at(state.single.set, 0), codes, std::make_index_sequence<16>{});
       places = row_bytes([&](auto v) { return both(codes_at<v>(codes), splat<lane>(0x07)); });

@@ -52,8 +52,7 @@ struct DynpColumn {
 
   template <unsigned n>
   struct Groups {
-    const uint8_t* data;
-    size_t offsets[n];
+    const uint8_t* data[n];
     size_t code_bytes[n];
   };
 
@@ -61,24 +60,20 @@ struct DynpColumn {
   COLX_INLINE static Groups<n> next_vectors(Rows& rows) {
     constexpr const LengthTable& length = dynp_lengths<L>();
     Groups<n> groups;
-    groups.data = rows.next;
-    size_t offset = 0;
+    prefetch(rows.next + stream_prefetch_bytes);
 #pragma GCC unroll 8
     for (unsigned v = 0; v < n; ++v) {
-      groups.offsets[v] = offset;
+      groups.data[v] = rows.next;
       groups.code_bytes[v] = rows.next_lengths[v];
-      offset += length[groups.code_bytes[v]];
+      rows.next += length[groups.code_bytes[v]];
     }
-    prefetch(rows.next + stream_prefetch_bytes);
-    rows.next += offset;
     rows.next_lengths += n;
     return groups;
   }
 
   template <unsigned v, unsigned n>
   COLX_INLINE static Vec lanes(const Groups<n>& groups) {
-    return shuffle(load(groups.data + groups.offsets[v]),
-                   load(dynp_shuffles<L>()[groups.code_bytes[v]]));
+    return shuffle(load(groups.data[v]), load(dynp_shuffles<L>()[groups.code_bytes[v]]));
   }
 
   COLX_INLINE static uint64_t value(Rows& rows, uint32_t r) {
