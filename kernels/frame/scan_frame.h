@@ -171,6 +171,7 @@ COLX_INLINE uint32_t test_selected(SelectedRows& in, typename Rows::Selected& st
     if constexpr (in_any_order<Rows>) {
       const uint32_t quarter = drawn / 4;
       for (; i < quarter; ++i)
+#pragma GCC unroll 4
         for (uint32_t place = 0; place < 4; ++place)
           count += test_selected_row<Rows>(out, state, batch[place * quarter + i]);
       i = 4 * quarter;
