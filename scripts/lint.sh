@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
-# Runs clang-tidy (.clang-tidy) over the library and the host toolkit, cppcheck
-# (cppcheck_suppressions.txt) over the examples and the tools, too; the configurations say why what
-# is left out is left out.
+# Runs clang-tidy (.clang-tidy) and cppcheck (cppcheck_suppressions.txt) over the library, the host
+# toolkit, the examples and the tools; the configurations say why what is left out is left out.
 #
 # usage: lint.sh
 set -euo pipefail
@@ -13,11 +12,10 @@ cmake --preset release >build-lint.log 2>&1 || {
   exit 1
 }
 status=0
-sources=(kernels/*/*.cpp host/*.cpp)
+sources=(kernels/*/*.cpp host/*.cpp examples/*/*.cpp tools/*/*.cpp)
 cppcheck --enable=warning,performance,portability --std=c++20 --quiet --error-exitcode=1 -I. \
   -j "$(nproc)" --max-configs=1 --suppress=missingIncludeSystem \
-  --suppressions-list=scripts/cppcheck_suppressions.txt "${sources[@]}" examples/*/*.cpp \
-  tools/*/*.cpp || status=1
+  --suppressions-list=scripts/cppcheck_suppressions.txt "${sources[@]}" || status=1
 printf '%s\n' "${sources[@]}" |
   xargs -P "$(nproc)" -I{} clang-tidy -p build-release --quiet {} 2>build-lint.log || status=1
 exit $status

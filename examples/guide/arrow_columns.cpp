@@ -74,6 +74,7 @@ int main(int argc, char** argv) {
 
   // region: export
   std::vector<DecodedColumn> result;
+  result.reserve(table.size());
   for (const TypedColumn& column : table)
     result.push_back(read_typed_column(library, services, column, hits).value());
   ArrowBatch batch = export_arrow(result).value();

@@ -87,7 +87,7 @@ host::Result<bool> benchmark(const Session& session) {
     all_seconds += run->seconds;
     records.push_back({query, run->seconds * 1e3, run->answer.rows});
     if (session.sqlite) {
-      const auto agrees = compare_with_sqlite(*session.sqlite, query, *run, sqlite_seconds);
+      auto agrees = compare_with_sqlite(*session.sqlite, query, *run, sqlite_seconds);
       if (!agrees) return agrees;
       right &= *agrees;
     }

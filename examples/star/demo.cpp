@@ -107,11 +107,11 @@ host::Result<bool> run_demo(const Options& options) {
 
   bool right = *texts;
   for (const DemoCommand& command : demo_commands) {
-    const auto result = command.run(session);
+    auto result = command.run(session);
     if (!result) return result;
     right = right && *result;
   }
-  const auto result = benchmark(session);
+  auto result = benchmark(session);
   if (!result) return result;
   return right && *result;
 }

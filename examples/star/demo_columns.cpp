@@ -62,11 +62,11 @@ host::Result<bool> terms_scans(const Session& session) {
     const auto column = encode_terms(terms, form);
     if (!column) return column.error();
     for (const TermsFilter& filter : terms_filters) {
-      const auto found = scan_terms(session, *column, terms, filter);
+      auto found = scan_terms(session, *column, terms, filter);
       if (!found) return found;
       right &= *found;
     }
-    const auto walked = scan_terms(session, *column, terms, terms_filters[2], &few);
+    auto walked = scan_terms(session, *column, terms, terms_filters[2], &few);
     if (!walked) return walked;
     right &= *walked;
   }

@@ -126,7 +126,7 @@ class ChunkRun {
 
   // The chunk's rows of matching days, into days_.
   Count find_days(size_t chunk) {
-    const Count first = apply(scan_days, plan_.days.front(), chunk, days_);
+    Count first = apply(scan_days, plan_.days.front(), chunk, days_);
     if (!first) return first;
     uint32_t count = *first;
     for (size_t range = 1; range < plan_.days.size(); ++range) {

@@ -103,6 +103,7 @@ host::Result<StarAnswer> answer_by_group_keys(const StarStore& store, const Tabl
     wide.push_back(std::move(*widened));
   }
   std::vector<const host::StoredColumn*> columns;
+  columns.reserve(wide.size());
   for (const host::StoredColumn& column : wide) columns.push_back(&column);
   const auto groups = host::GroupKeys::bind(store.library(), store.services(), columns);
   if (!groups) return groups.error();

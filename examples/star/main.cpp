@@ -14,8 +14,8 @@
 
 namespace {
 
-int fail(const std::string& message) {
-  fmt::print(stderr, "colx_star: {}\n", message);
+int fail(const char* message) {
+  std::fprintf(stderr, "colx_star: %s\n", message);
   return 2;
 }
 
@@ -24,10 +24,10 @@ int fail(const std::string& message) {
 int main(int argc, char** argv) try {
   const auto parsed = colx::star::parse_options(argc, argv);
   if (parsed.exit_status == 0) return fmt::print("{}", parsed.text), 0;
-  if (parsed.exit_status) return fail(parsed.text);
+  if (parsed.exit_status) return fail(parsed.text.c_str());
   colx::star::restore_terminal_on_signals();
   const auto right = colx::star::run_demo(parsed.options);
-  if (!right) return fail(right.message());
+  if (!right) return fail(right.message().c_str());
   if (!*right) fmt::print(stderr, "colx_star: an answer is wrong\n");
   if (std::fflush(stdout) != 0) return fail("standard output cannot be written");
   return *right ? 0 : 1;

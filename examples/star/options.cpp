@@ -13,7 +13,7 @@ namespace {
 // The build puts the library here, two folders above the program; an installed pair is found beside
 // the program or through the system's search path.
 std::filesystem::path default_library() {
-  const std::filesystem::path name = "libcolx_x86.so";
+  std::filesystem::path name = "libcolx_x86.so";
   std::error_code failure;
   const auto program = std::filesystem::read_symlink("/proc/self/exe", failure);
   if (failure) return name;

@@ -108,7 +108,7 @@ std::optional<std::string> difference(const std::vector<AnswerRow>& rows,
 }
 
 std::optional<std::string> difference(const StarAnswer& answer, const StarAnswer& expected) {
-  if (const auto wrong = difference(answer.rows, expected.rows)) return wrong;
+  if (auto wrong = difference(answer.rows, expected.rows)) return wrong;
   if (answer.lines != expected.lines)
     return fmt::format("{} lines were found, not {}", answer.lines, expected.lines);
   return std::nullopt;

@@ -134,7 +134,7 @@ class Planner {
     if (late) {
       auto unpack = host::CodeUnpack::bind(store_.library(), late->key->stored);
       if (!unpack) return unpack.error();
-      plan_.late.emplace(LateFilter{std::move(*unpack), std::move(late->keys)});
+      plan_.late.emplace(LateFilter{*unpack, std::move(late->keys)});
     }
     std::ranges::stable_sort(plan_.filters, {}, &host::KeyFilter::share);
     return {};
@@ -210,7 +210,7 @@ class Planner {
     options.last_key = key.stored.dictionary->num_symbols() - 1;
     auto table = host::TranslationTable::build(pairs, options);
     if (!table) return table.error();
-    plan_.shares.push_back({std::move(*unpack), std::move(*table), multiplier});
+    plan_.shares.push_back({*unpack, std::move(*table), multiplier});
     return {};
   }
 
@@ -222,8 +222,7 @@ class Planner {
     if (!unpack) return unpack.error();
     auto join = host::CodeJoin::build(store_.library(), pairs);
     if (!join) return join.error();
-    plan_.join.emplace(
-        DimensionJoin{std::move(*unpack), std::move(*join), multiplier, joined_->table});
+    plan_.join.emplace(DimensionJoin{*unpack, std::move(*join), multiplier, joined_->table});
     return {};
   }
 

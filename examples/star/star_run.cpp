@@ -38,7 +38,7 @@ class Worker {
     for (const GroupShare& share : plan_->shares) {
       const auto codes = codes_of(share.keys);
       if (!codes) return codes.error();
-      const auto done = host::CallMeter::measure(rows_.meter(), share.slot(), keys_.size(), [&] {
+      auto done = host::CallMeter::measure(rows_.meter(), share.slot(), keys_.size(), [&] {
         return host::add_group_share(rows_.library(), share.numbers, *codes, share.multiplier,
                                      keys_);
       });
@@ -130,6 +130,7 @@ class Worker {
 host::Result<std::vector<std::string>> values_of(const StarStore& store, const GroupColumn& group,
                                                  const std::vector<uint32_t>& keys) {
   std::vector<uint32_t> codes;
+  codes.reserve(keys.size());
   for (const uint32_t key : keys) codes.push_back(group.codes[group.number(key)]);
   std::vector<std::string> values;
   if (const host::RowStore* names = store.names(group.column)) {

@@ -39,7 +39,7 @@ struct Decoding {
 
 Result<std::shared_ptr<Decoding>> make_codes(const WorkOrder& order, uint64_t codes_used) {
   const uint32_t bits = width_bits(order.kernel);
-  const auto made = std::make_shared<Decoding>();
+  auto made = std::make_shared<Decoding>();
   std::mt19937_64 random(order.seed);
   made->codes.resize(order.rows);
   for (uint64_t& code : made->codes) code = random() % codes_used;

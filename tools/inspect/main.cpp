@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <exception>
 #include <new>
-#include <string>
 
 #include "host/loader.h"
 #include "tools/inspect/column_report.h"
@@ -22,8 +21,8 @@ using colx::host::Library;
 using colx::host::Result;
 using colx::inspect::Command;
 
-int fail(const std::string& message) {
-  fmt::print(stderr, "colx-inspect: {}\n", message);
+int fail(const char* message) {
+  std::fprintf(stderr, "colx-inspect: %s\n", message);
   return 2;
 }
 
@@ -58,9 +57,9 @@ Result<bool> run(const Command& command) {
 int main(int argc, char** argv) try {
   const auto parsed = colx::inspect::parse_command(argc, argv);
   if (parsed.exit_status == 0) return fmt::print("{}", parsed.text), 0;
-  if (parsed.exit_status) return fail(parsed.text);
+  if (parsed.exit_status) return fail(parsed.text.c_str());
   const auto holds = run(parsed.command);
-  if (!holds) return fail(holds.message());
+  if (!holds) return fail(holds.message().c_str());
   if (std::fflush(stdout) != 0) return fail("standard output cannot be written");
   return *holds ? 0 : 1;
 } catch (const std::bad_alloc&) {

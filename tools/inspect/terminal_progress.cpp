@@ -27,7 +27,7 @@ TerminalProgress::TerminalProgress(std::string_view step, uint64_t total)
       next_draw_(std::chrono::steady_clock::now() + between_draws) {}
 
 TerminalProgress::~TerminalProgress() {
-  if (drawn_) fmt::print(stderr, "{}", clear_line);
+  if (drawn_) std::fwrite(clear_line.data(), 1, clear_line.size(), stderr);  // must not throw
 }
 
 void TerminalProgress::at(uint64_t done) {

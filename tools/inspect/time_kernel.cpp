@@ -108,7 +108,7 @@ Result<bool> time_kernel(const Command& command) {
   fmt::print("{}\n", (*kernel)->name);
   fmt::print("data      {} rows in {} batch{}; {}\n", grouped(command.rows), grouped(work->batches),
              work->batches == 1 ? "" : "es", work->data);
-  const auto right = prove(*work);
+  auto right = prove(*work);
   if (!right || !*right) return right;
   fmt::print("found     {} {}, as by plain evaluation\n", grouped(work->expected), work->found);
 
