@@ -103,12 +103,15 @@ COLX_INLINE uint32_t convert(const colx_row_store* out, const colx_row_store* in
                              int32_t block, uint32_t from, uint32_t to, colx_kctx* kctx) {
   const uint64_t columns = in->colx_store_ncols;
   const uint8_t* const end = bytes_at(out->colx_store_data_ends[part], 0);
-  uint8_t* cursor = bytes_at(out->colx_store_data_cursors[part], 0);
+  void** const data_cursor = out->colx_store_data_cursors + part;
+  uint8_t* cursor = bytes_at(*data_cursor, 0);
   Entries entries(out, part, from);
   const uint8_t* record =
       bytes_at(in->colx_store_lp_pages[block], from * columns * lp_record_bytes);
   uint32_t status = COLX_DONE;
+  // What the loop does not need is worked out before it: it has no registers to spare.
   uint64_t left = from <= to ? uint64_t{to} - from + 1 : 0;
+  const uint32_t stop = from + static_cast<uint32_t>(left);
   for (; left != 0; --left) {
     uint8_t* const row_entry = entries.at;
     uint8_t* const row_cursor = cursor;
@@ -119,8 +122,8 @@ COLX_INLINE uint32_t convert(const colx_row_store* out, const colx_row_store* in
       break;
     }
   }
-  kctx->colx_kctx_position = from <= to ? to + 1 - static_cast<uint32_t>(left) : from;
-  out->colx_store_data_cursors[part] = cursor;
+  kctx->colx_kctx_position = stop - static_cast<uint32_t>(left);
+  *data_cursor = cursor;
   *entries.position = entries.at;
   return status;
 }
