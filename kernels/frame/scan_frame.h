@@ -169,12 +169,12 @@ COLX_INLINE uint32_t test_selected(SelectedRows& in, typename Rows::Selected& st
   while (const uint32_t drawn = next_batch(in.batches, batch)) {
     uint32_t i = 0;
     if constexpr (in_any_order<Rows>) {
-      const uint32_t quarter = drawn / 4;
-      for (; i < quarter; ++i)
+      const size_t quarter = drawn / 4;
+      for (const uint32_t* row = batch; row != batch + quarter; ++row)
 #pragma GCC unroll 4
-        for (uint32_t place = 0; place < 4; ++place)
-          count += test_selected_row<Rows>(out, state, batch[place * quarter + i]);
-      i = 4 * quarter;
+        for (size_t place = 0; place < 4; ++place)
+          count += test_selected_row<Rows>(out, state, row[place * quarter]);
+      i = drawn / 4 * 4;
     }
     for (; i < drawn; ++i) count += test_selected_row<Rows>(out, state, batch[i]);
   }
