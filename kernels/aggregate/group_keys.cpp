@@ -18,11 +18,17 @@
 namespace colx {
 namespace {
 
-// Replaces keys by combine(keys, i), four at a time; the others one by one by the same rule.
+// Replaces keys by lanes(four keys, i), four vectors a turn while there are as many; the others one
+// by one by the same rule.
 template <class Lanes, class One>
 COLX_INLINE void replace_all(uint32_t* keys, uint64_t n, const Lanes& lanes, const One& one) {
   uint8_t* const at = bytes_at(keys, 0);
   uint64_t i = 0;
+  for (; n - i >= 16; i += 16) {
+#pragma GCC unroll 4
+    for (uint64_t k = 0; k < 16; k += 4)
+      store(at + i * 4 + k * 4, lanes(load(at + i * 4 + k * 4), i + k));
+  }
   for (; n - i >= 4; i += 4) store(at + i * 4, lanes(load(at + i * 4), i));
   for (; i < n; ++i) store_as(at + i * 4, one(load_as<uint32_t>(at + i * 4), i));
 }
@@ -80,6 +86,26 @@ uint32_t find_key_space(uint32_t* key_space, const colx_cv* cols, uint32_t num_c
   return COLX_DONE;
 }
 
+// What the exported steps do one after the other, in one pass: the keys are read and written once.
+void take_codes(uint32_t* keys, const uint32_t* codes, uint64_t n, bool multiplied, uint32_t by) {
+  if (multiplied)
+    replace_all(
+        keys, n,
+        [codes, factors = splat<4>(by)](Vec key, uint64_t i) {
+          return sum<4>(product<4>(key, factors), load(codes + i));
+        },
+        [codes, by](uint32_t key, uint64_t i) { return key * by + load_as<uint32_t>(codes + i); });
+  else
+    replace_all(
+        keys, n,
+        [codes, by = by & 31](Vec key, uint64_t i) {
+          return sum<4>(shifted_left_by(key, by), load(codes + i));
+        },
+        [codes, by = by & 31](uint32_t key, uint64_t i) {
+          return (key << by) + load_as<uint32_t>(codes + i);
+        });
+}
+
 struct Composition {
   colx_cv* cols;
   uint32_t num_cols;
@@ -121,7 +147,6 @@ void decode_column(Composition& all, uint32_t i, uint32_t from, colx_cv* codes) 
 // the count of the first one, and the last one says where the chunk ended.
 uint32_t compose_chunk(Composition& all, uint32_t from, uint32_t* keys, uint32_t room,
                        const colx_cv* scratch) {
-  const auto step = all.multiplied ? colx_mul_ub4_const : colx_shl_ub4_const;
   colx_cv codes = {};
   codes.colx_cv_num_of_rows = std::min(room, scratch->colx_cv_num_of_rows);
   codes.colx_cv_data = keys;
@@ -129,9 +154,9 @@ uint32_t compose_chunk(Composition& all, uint32_t from, uint32_t* keys, uint32_t
   const uint32_t rows = codes.colx_cv_num_set;
   codes.colx_cv_data = scratch->colx_cv_data;
   for (uint32_t i = 1; i < all.num_cols; ++i) {
-    step(keys, all.records[i].factor, rows);
     decode_column(all, i, from, &codes);
-    colx_add_ub4(keys, static_cast<const uint32_t*>(scratch->colx_cv_data), rows);
+    take_codes(keys, static_cast<const uint32_t*>(scratch->colx_cv_data), rows, all.multiplied,
+               all.records[i].factor);
   }
   return rows;
 }
