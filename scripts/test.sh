@@ -9,9 +9,9 @@
 # tests of the host toolkit under AddressSanitizer and UndefinedBehaviorSanitizer, and the fuzz
 # targets for 10 seconds each (fuzz.sh for longer). Within 15 minutes on 2 cores.
 #
-# --all adds, one variant at a time, the whole suite of the presets debug, clang, asan and release,
-# benchmarks built and warnings as errors, the tests with threads under ThreadSanitizer, and the
-# benchmark of one family with its report.
+# --all adds the slow tests on the baseline processor and, one variant at a time, the whole suite of
+# the presets debug, clang, asan and release, benchmarks built and warnings as errors, the tests with
+# threads under ThreadSanitizer, and the benchmark of one family with its report.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -69,7 +69,7 @@ echo "== Arrow data interface, with DuckDB"
 scripts/check_arrow.sh build
 
 echo "== baseline processor"
-scripts/baseline.sh build
+scripts/baseline.sh build "$@"
 
 if [ "${1-}" = --all ]; then
   for preset in debug clang asan release; do
