@@ -33,28 +33,64 @@ COLX_INLINE void replace_all(uint32_t* keys, uint64_t n, const Lanes& lanes, con
   for (; i < n; ++i) store_as(at + i * 4, one(load_as<uint32_t>(at + i * 4), i));
 }
 
+// How the keys of some columns make room for the code of the next one: four keys, or one.
+struct MultipliedKeys {
+  uint32_t by;
+  COLX_INLINE Vec operator()(Vec keys) const { return product<4>(keys, splat<4>(by)); }
+  COLX_INLINE uint32_t operator()(uint32_t key) const { return key * by; }
+};
+
+struct ShiftedKeys {
+  uint32_t by;  // below 32
+  COLX_INLINE Vec operator()(Vec keys) const { return shifted_left_by(keys, by); }
+  COLX_INLINE uint32_t operator()(uint32_t key) const { return key << by; }
+};
+
+struct KeysAsTheyAre {
+  COLX_INLINE Vec operator()(Vec keys) const { return keys; }
+  COLX_INLINE uint32_t operator()(uint32_t key) const { return key; }
+};
+
+MultipliedKeys multiplied_by(uint64_t factor) {
+  return {static_cast<uint32_t>(factor)};
+}
+
+ShiftedKeys shifted_by(uint64_t bits) {
+  return {static_cast<uint32_t>(bits & 31)};
+}
+
+template <class Keys>
+COLX_INLINE void make_room(uint32_t* keys, uint64_t n, const Keys& with_room) {
+  replace_all(
+      keys, n, [with_room](Vec key, uint64_t) { return with_room(key); },
+      [with_room](uint32_t key, uint64_t) { return with_room(key); });
+}
+
+template <class Keys>
+COLX_INLINE void take_codes(uint32_t* keys, const uint32_t* codes, uint64_t n,
+                            const Keys& with_room) {
+  replace_all(
+      keys, n,
+      [codes, with_room](Vec key, uint64_t i) { return sum<4>(with_room(key), load(codes + i)); },
+      [codes, with_room](uint32_t key, uint64_t i) {
+        return with_room(key) + load_as<uint32_t>(codes + i);
+      });
+}
+
 }  // namespace
 
 extern "C" {
 
 void colx_mul_ub4_const(uint32_t* keys, uint64_t factor, uint64_t n) {
-  const auto by = static_cast<uint32_t>(factor);
-  replace_all(
-      keys, n, [factors = splat<4>(by)](Vec key, uint64_t) { return product<4>(key, factors); },
-      [by](uint32_t key, uint64_t) { return key * by; });
+  make_room(keys, n, multiplied_by(factor));
 }
 
 void colx_shl_ub4_const(uint32_t* keys, uint64_t shift, uint64_t n) {
-  const auto by = static_cast<uint32_t>(shift & 31);
-  replace_all(
-      keys, n, [by](Vec key, uint64_t) { return shifted_left_by(key, by); },
-      [by](uint32_t key, uint64_t) { return key << by; });
+  make_room(keys, n, shifted_by(shift));
 }
 
 void colx_add_ub4(uint32_t* keys, const uint32_t* other, uint64_t n) {
-  replace_all(
-      keys, n, [other](Vec key, uint64_t i) { return sum<4>(key, load(other + i)); },
-      [other](uint32_t key, uint64_t i) { return key + load_as<uint32_t>(other + i); });
+  take_codes(keys, other, n, KeysAsTheyAre{});
 }
 
 }  // extern "C"
@@ -84,26 +120,6 @@ uint32_t find_key_space(uint32_t* key_space, const colx_cv* cols, uint32_t num_c
   }
   *key_space = static_cast<uint32_t>(space);
   return COLX_DONE;
-}
-
-// What the exported steps do one after the other, in one pass: the keys are read and written once.
-void take_codes(uint32_t* keys, const uint32_t* codes, uint64_t n, bool multiplied, uint32_t by) {
-  if (multiplied)
-    replace_all(
-        keys, n,
-        [codes, factors = splat<4>(by)](Vec key, uint64_t i) {
-          return sum<4>(product<4>(key, factors), load(codes + i));
-        },
-        [codes, by](uint32_t key, uint64_t i) { return key * by + load_as<uint32_t>(codes + i); });
-  else
-    replace_all(
-        keys, n,
-        [codes, by = by & 31](Vec key, uint64_t i) {
-          return sum<4>(shifted_left_by(key, by), load(codes + i));
-        },
-        [codes, by = by & 31](uint32_t key, uint64_t i) {
-          return (key << by) + load_as<uint32_t>(codes + i);
-        });
 }
 
 struct Composition {
@@ -155,8 +171,12 @@ uint32_t compose_chunk(Composition& all, uint32_t from, uint32_t* keys, uint32_t
   codes.colx_cv_data = scratch->colx_cv_data;
   for (uint32_t i = 1; i < all.num_cols; ++i) {
     decode_column(all, i, from, &codes);
-    take_codes(keys, static_cast<const uint32_t*>(scratch->colx_cv_data), rows, all.multiplied,
-               all.records[i].factor);
+    // One pass: the keys are read and written once for a column.
+    const auto* const next = static_cast<const uint32_t*>(scratch->colx_cv_data);
+    if (all.multiplied)
+      take_codes(keys, next, rows, multiplied_by(all.records[i].factor));
+    else
+      take_codes(keys, next, rows, shifted_by(all.records[i].factor));
   }
   return rows;
 }
