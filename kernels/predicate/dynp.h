@@ -43,29 +43,35 @@ struct DynpColumn {
     const uint8_t* next;          // data
     const uint8_t* next_lengths;  // of the next step
     const uint8_t* lengths;
+    const DynpTables* tables;
   };
 
   COLX_INLINE static Rows open(const ScanInput& in, const ScanArgs&) {
     const auto* lengths = static_cast<const uint8_t*>(in.src->colx_cv_aux);
-    return {in.data, lengths, lengths};
+    const DynpTables* tables = &dynp_tables<L>;
+    COLX_MEET_IN_REGISTER(tables);  // or each table would take one
+    return {in.data, lengths, lengths, tables};
   }
+
+  COLX_INLINE static const uint8_t* next_codes(const Rows& rows) { return rows.next_lengths; }
 
   template <unsigned n>
   struct Groups {
     const uint8_t* data[n];
     size_t code_bytes[n];
+    const DynpTables* tables;
   };
 
   template <unsigned n>
   COLX_INLINE static Groups<n> next_vectors(Rows& rows) {
-    constexpr const LengthTable& length = dynp_lengths<L>();
     Groups<n> groups;
+    groups.tables = rows.tables;
     prefetch(rows.next + stream_prefetch_bytes);
 #pragma GCC unroll 8
     for (unsigned v = 0; v < n; ++v) {
       groups.data[v] = rows.next;
       groups.code_bytes[v] = rows.next_lengths[v];
-      rows.next += length[groups.code_bytes[v]];
+      rows.next += rows.tables->lengths[groups.code_bytes[v]];
     }
     rows.next_lengths += n;
     return groups;
@@ -73,7 +79,7 @@ struct DynpColumn {
 
   template <unsigned v, unsigned n>
   COLX_INLINE static Vec lanes(const Groups<n>& groups) {
-    return shuffle(load(groups.data[v]), load(dynp_shuffles<L>()[groups.code_bytes[v]]));
+    return shuffle(load(groups.data[v]), load(groups.tables->shuffles[groups.code_bytes[v]]));
   }
 
   COLX_INLINE static uint64_t value(Rows& rows, uint32_t r) {
@@ -101,7 +107,7 @@ struct DynpColumn {
 
   // Whole groups are passed by their length bytes alone.
   COLX_INLINE static uint64_t value(Walk& walk, uint32_t r) {
-    constexpr const LengthTable& length = dynp_lengths<L>();
+    constexpr const LengthTable& length = dynp_tables<L>.lengths;
     for (; r >= walk.next_group; walk.next_group += group_rows) walk.data += length[*walk.length++];
     // As if the rows from r on had a byte each.
     const unsigned code_byte = *walk.length;

@@ -53,31 +53,25 @@ constexpr LengthTable length_table(unsigned lane) {
   return table;
 }
 
-inline constexpr ShuffleTable colx_shuffle_masks_dynp_maxwidth2 = shuffle_table(2);
-inline constexpr ShuffleTable colx_shuffle_masks_dynp_maxwidth4 = shuffle_table(4);
-inline constexpr ShuffleTable colx_shuffle_masks_dynp_maxwidth8 = shuffle_table(8);
-inline constexpr LengthTable colx_length_consumed_dynp_maxwidth2 = length_table(2);
-inline constexpr LengthTable colx_length_consumed_dynp_maxwidth4 = length_table(4);
-inline constexpr LengthTable colx_length_consumed_dynp_maxwidth8 = length_table(8);
+// The tables of lanes of L bytes, side by side: a step reaches both from one register.
+struct DynpTables {
+  ShuffleTable shuffles;
+  LengthTable lengths;
+};
+template <unsigned L>
+inline constexpr DynpTables dynp_tables = {shuffle_table(L), length_table(L)};
 
-// The tables of lanes of L bytes.
-template <unsigned L>
-constexpr const ShuffleTable& dynp_shuffles() {
-  if constexpr (L == 2) return colx_shuffle_masks_dynp_maxwidth2;
-  if constexpr (L == 4) return colx_shuffle_masks_dynp_maxwidth4;
-  if constexpr (L == 8) return colx_shuffle_masks_dynp_maxwidth8;
-}
-template <unsigned L>
-constexpr const LengthTable& dynp_lengths() {
-  if constexpr (L == 2) return colx_length_consumed_dynp_maxwidth2;
-  if constexpr (L == 4) return colx_length_consumed_dynp_maxwidth4;
-  if constexpr (L == 8) return colx_length_consumed_dynp_maxwidth8;
-}
+inline constexpr const ShuffleTable& colx_shuffle_masks_dynp_maxwidth2 = dynp_tables<2>.shuffles;
+inline constexpr const ShuffleTable& colx_shuffle_masks_dynp_maxwidth4 = dynp_tables<4>.shuffles;
+inline constexpr const ShuffleTable& colx_shuffle_masks_dynp_maxwidth8 = dynp_tables<8>.shuffles;
+inline constexpr const LengthTable& colx_length_consumed_dynp_maxwidth2 = dynp_tables<2>.lengths;
+inline constexpr const LengthTable& colx_length_consumed_dynp_maxwidth4 = dynp_tables<4>.lengths;
+inline constexpr const LengthTable& colx_length_consumed_dynp_maxwidth8 = dynp_tables<8>.lengths;
 
 template <unsigned L>
 constexpr bool group_is(unsigned length_byte, std::array<uint8_t, 16> shuffle, unsigned length) {
-  return begins(dynp_shuffles<L>()[length_byte], shuffle) &&
-         dynp_lengths<L>()[length_byte] == length;
+  return begins(dynp_tables<L>.shuffles[length_byte], shuffle) &&
+         dynp_tables<L>.lengths[length_byte] == length;
 }
 static_assert(group_is<2>(0x00,
                           {0x80, 0, 0x80, 1, 0x80, 2, 0x80, 3,  //

@@ -44,21 +44,21 @@ template <unsigned word_bits>
 COLX_INLINE const Mask& fixed_shuffle(uint32_t width_bits) {
   switch (width_bits) {
     case 24:
-      return dynp_shuffles<4>()[0xAA];
+      return dynp_tables<4>.shuffles[0xAA];
     case 40:
-      return dynp_shuffles<8>()[0x44];
+      return dynp_tables<8>.shuffles[0x44];
     case 48:
-      return dynp_shuffles<8>()[0x55];
+      return dynp_tables<8>.shuffles[0x55];
     case 56:
-      return dynp_shuffles<8>()[0x66];
+      return dynp_tables<8>.shuffles[0x66];
     default:
       return byte_swap_mask<word_bits / 8>;
   }
 }
-static_assert(begins(dynp_shuffles<8>()[0x55], {0x80, 0x80, 5, 4, 3, 2, 1, 0,  //
-                                                0x80, 0x80, 11, 10, 9, 8, 7, 6}));
-static_assert(begins(dynp_shuffles<8>()[0x66], {0x80, 6, 5, 4, 3, 2, 1, 0,  //
-                                                0x80, 13, 12, 11, 10, 9, 8, 7}));
+static_assert(begins(dynp_tables<8>.shuffles[0x55], {0x80, 0x80, 5, 4, 3, 2, 1, 0,  //
+                                                     0x80, 0x80, 11, 10, 9, 8, 7, 6}));
+static_assert(begins(dynp_tables<8>.shuffles[0x66], {0x80, 6, 5, 4, 3, 2, 1, 0,  //
+                                                     0x80, 13, 12, 11, 10, 9, 8, 7}));
 
 // One row by itself, from a word that may reach past it.
 template <unsigned word_bits>

@@ -90,11 +90,21 @@ struct TiedRows {
   }
 
   template <uint32_t steps>
+  COLX_INLINE static Vec next_codes(State& state) {
+    if constexpr (requires { Column::next_codes(state.rows); }) {
+      return load(Column::next_codes(state.rows));
+    } else {
+      const Vec codes = load(state.next_codes);
+      state.next_codes += 4 * steps;
+      return codes;
+    }
+  }
+
+  template <uint32_t steps>
   COLX_INLINE static uint32_t step(State& state, uint8_t* out) {
+    const Vec codes = next_codes<steps>(state);
     const auto next = Column::template next_vectors<4 * steps>(state.rows);
     const auto lanes = [&](auto v) { return Column::template lanes<v>(next); };
-    const Vec codes = load(state.next_codes);
-    state.next_codes += 4 * steps;
     constexpr unsigned rows = steps * rows_per_step;
     using Unit = Unsigned<rows / 8>;
     const auto bits =

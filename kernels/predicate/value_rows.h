@@ -10,6 +10,7 @@
 //   Rows, open(in, args)   the rows of a full scan and the place in them
 //   next_vectors<n>(rows)  takes the next n vectors
 //   lanes<v>(vectors)      vector v of them
+//   next_codes(rows)       the codes of the rows that are next, if they say where these lie
 //   value(rows, r)         row r of the tail, ascending; its first byte on top of 64 bits
 //   tail_constant<op>(rows, c)   what the tail compares it with
 //   Walk, walk(data, args, src), value(walk, r)   the same for selective scans
