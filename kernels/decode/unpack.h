@@ -209,8 +209,8 @@ COLX_INLINE uint32_t unpack_range(colx_cv* res, const colx_cv* src, colx_kctx* k
   return start >= end ? COLX_NOTHING_FOUND : COLX_DONE;
 }
 
-// Rows of a dense selection, a word of 32 at a time while 32 rows have room, one at a time before
-// that and behind it.
+// Rows of a dense selection: blocks while one has rows and room for all of them, 32 rows at a time;
+// one row at a time before that and behind it, and of those nothing is stored that is not selected.
 template <unsigned width, unsigned element_bytes>
 COLX_INLINE uint32_t unpack_selected(colx_cv* res, const colx_cv* src, colx_kctx* kctx,
                                      const uint8_t* stream) {
@@ -222,17 +222,18 @@ COLX_INLINE uint32_t unpack_selected(colx_cv* res, const colx_cv* src, colx_kctx
   const size_t room = res->colx_cv_num_of_rows;
   size_t count = 0;
   uint32_t row = start;
-  const auto one_row = [&] {  // an element not selected is overwritten by the next one
-    Codes::put(out + count * element_bytes, stream, row);
-    count += selection[row >> 3] >> (row & 7) & 1;
+  const auto one_row = [&] {
+    if (selection[row >> 3] >> (row & 7) & 1)
+      Codes::put(out + count++ * element_bytes, stream, row);
     ++row;
   };
 
   while (row < rows && row % 8 != 0 && count < room) one_row();
   const uint8_t* from = stream + uint64_t{row} * width / 8;
   while (row < rows) {
-    size_t words = std::min<size_t>(rows - row, room - count) / 32;  // these have room in any case
-    if (words == 0) break;
+    const size_t blocks = std::min<size_t>(rows - row, room - count) / Codes::block_rows;
+    if (blocks == 0) break;
+    size_t words = blocks * (Codes::block_rows / 32);
     for (; words != 0; --words, row += 32, from += 4 * width)
       count = Codes::put_selected_32(out, count, from, selection + (row >> 3));
   }

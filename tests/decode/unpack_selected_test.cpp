@@ -182,6 +182,32 @@ TEST(UnpackSelected, WhenTheOutputFillsWithTheLastSelectedRowThePositionIsThatRo
   }
 }
 
+// Less than a block of rows or of room, before the first block and behind the last: what is not
+// selected is not even stored in slots that stay free.
+TEST(UnpackSelected, RowsTakenOneByOneStoreTheSelectedAlone) {
+  for (const unsigned width : unpack_widths) {
+    Random random(width);
+    const uint32_t block = unpack_block_rows(width);
+    for (const uint32_t rows : {1u, 7u, 31u, block - 1}) {
+      UnpackBatch batch = selected_batch(width, rows, random);
+      select(batch, 0);
+      batch.capacity = block + 5;
+      unpack_stage().set(batch);
+      EXPECT_EQ(unpack_stage().call(unpack_kernel(width)).num_set, 1u);
+      const auto* const output = static_cast<const uint8_t*>(unpack_stage().res.colx_cv_data);
+      const size_t bytes = oracle::unpacked_bytes(width, 0);
+      for (size_t i = bytes; i < (block + 5) * bytes; ++i) {
+        ASSERT_EQ(output[i], GuardedOutput::dirty_byte(i)) << "width " << width << ", byte " << i;
+      }
+      EXPECT_EQ(unpack_difference(batch), "");
+    }
+    UnpackBatch batch = selected_batch(width, 1000, random);
+    for (uint32_t row = 0; row < 1000; row += 7) select(batch, row);
+    batch.capacity = block - 1;
+    EXPECT_EQ(unpack_difference(batch), "");
+  }
+}
+
 TEST(UnpackSelected, WithoutRowsThePositionIs0xFFFFFFFF) {
   Random random(4);
   for (const uint32_t flags : both_ways) {

@@ -237,10 +237,14 @@ std::string UnpackStage::damage(const UnpackKernel& kernel,
   if (!same_bytes(kctx_now, kctx_before_)) return "changed: a field of kctx";
   if (std::string text = output_.damage(); !text.empty()) return text;
 
-  // Only the blocks of a selection write more than they deliver, within the capacity.
+  // Only the blocks of a selection write more than they deliver, within the capacity. Where rows or
+  // room are less than a block, all rows are taken one by one.
   const auto* const output = static_cast<const uint8_t*>(res.colx_cv_data);
   const size_t delivered = expected.codes.size() * element_bytes();
-  const size_t checked = expected.path == oracle::UnpackPath::blocks ? 0 : room_ * element_bytes();
+  const uint32_t block = unpack_block_rows(batch_.width_bits);
+  const bool by_blocks = expected.path == oracle::UnpackPath::blocks && batch_.capacity >= block &&
+                         batch_.rows >= batch_.position + block;
+  const size_t checked = by_blocks ? 0 : room_ * element_bytes();
   for (size_t i = delivered; i < checked; ++i) {
     if (output[i] != GuardedOutput::dirty_byte(i)) {
       return "written: byte " + std::to_string(i - delivered) + " behind the last element";
