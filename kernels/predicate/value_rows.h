@@ -63,15 +63,20 @@ struct ValueRows {
     return splat<lane>(Column::stored_lanes ? byte_reversed(word) : word);
   }
 
+  COLX_INLINE static TestBounds bounds_of(const Constants& c) {
+    constexpr unsigned below = 64 - 8 * lane;
+    return test_bounds<op, NullCodes::none>(c.lo >> below, c.hi >> below);
+  }
+
   COLX_INLINE static State begin(const ScanInput& in, const ScanArgs& args) {
     const auto rows = Column::open(in, args);
     const Constants c = Constants::read(args);
-    constexpr unsigned below = 64 - 8 * lane;
-    const TestBounds bounds = test_bounds<op, NullCodes::none>(c.lo >> below, c.hi >> below);
-    return {rows,
-            {Column::template tail_constant<op>(rows, c.lo),
-             Column::template tail_constant<op>(rows, c.hi)},
-            lane_bounds<test, lane, order>(spread(bounds.first), spread(bounds.last)),
+    const Constants tail = {Column::template tail_constant<op>(rows, c.lo),
+                            Column::template tail_constant<op>(rows, c.hi)};
+    TestBounds bounds = bounds_of(c);
+    // The tail may find rows where steps find none: no row of theirs ends in a 1.
+    if (Column::spare_byte && bounds.nothing) bounds = {1, 1, bounds_of(tail).nothing};
+    return {rows, tail, lane_bounds<test, lane, order>(spread(bounds.first), spread(bounds.last)),
             bounds.nothing};
   }
 

@@ -306,6 +306,20 @@ TEST(FixedLooseConstant, OrderInTheTailDropsThoseBytesAndInStepsComparesThem) {
   }
 }
 
+// The bounds cross in those bytes alone: no row lies between them, but the tail sees equal bounds.
+TEST(FixedLooseConstant, BoundsThatCrossInThoseBytesFindTheirRowInTheTailOnly) {
+  for (const unsigned width : {24u, 40u, 48u, 56u}) {
+    const ValueScan scan = fixed_scan(COLX_OPC_GE_LE, width);
+    const uint32_t step = oracle::rows_per_step(scan);
+    const uint64_t value = stored({1, 2, 3, 4, 5, 6, 7, 8}) & top_of(width);
+    const uint64_t last_byte = uint64_t{1} << (64 - scan.word_bits);
+    const ScanBatch batch = value_batch(scan, width, rows_of(step + 3, value),
+                                        {value + 2 * last_byte}, {value + last_byte});
+    EXPECT_EQ(hits(scan, batch), (Rows{step, step + 1, step + 2})) << width;
+    EXPECT_EQ(value_difference(scan, batch), "") << width;
+  }
+}
+
 TEST(FixedLooseConstant, EveryOperationAgreesWithTheOracle) {
   for_each_fixed(false, [](const auto& scan, unsigned width) {
     if (width == scan.word_bits) return;
