@@ -24,41 +24,70 @@ constexpr uint32_t narrowest_block_code = 3;  // fewer bits are rare and go one 
 constexpr uint32_t block_codes = 32;
 constexpr size_t prefetch_bytes = 0x200;
 
-// Eight successive codes, each with its stream bytes in a lane of 16 bits as a big-endian number.
-constexpr Mask wpak_shuffle_mask(unsigned width) {
-  Mask mask{};
-  for (unsigned k = 0; k < 16; ++k) {
-    const CodePlace place = code_place(width, k / 2);
-    mask.bytes[k] =
-        static_cast<uint8_t>(k % 2 <= place.last - place.first ? place.last - k % 2 : 0x80);
+// Eight successive codes in lanes of 16 bits, by the width of a code. The row of 8 bits stays
+// unused.
+struct WpakMasks {
+  Mask rows[8];
+  constexpr const Mask& operator[](unsigned width) const {
+    return rows[width - narrowest_block_code];
   }
-  return mask;
+};
+
+// lane_of(width, place) gives a code's lane, the low byte first.
+template <class LaneRule>
+constexpr WpakMasks wpak_masks(LaneRule lane_of) {
+  WpakMasks masks{};
+  for (unsigned width = narrowest_block_code; width <= widest_code; ++width)
+    for (unsigned k = 0; k < 16; ++k)
+      masks.rows[width - narrowest_block_code].bytes[k] =
+          static_cast<uint8_t>(lane_of(width, code_place(width, k / 2)) >> 8 * (k % 2));
+  return masks;
 }
+
+// The code's stream bytes, the earlier one high.
+constexpr WpakMasks colx_wpak_decode_shuffle_masks =
+    wpak_masks([](unsigned, CodePlace place) -> unsigned {
+      return place.last | (place.first < place.last ? place.first : 0x80) << 8;
+    });
+
+// How far the code then stands above the lane's lowest bit.
+constexpr WpakMasks colx_wpak_decode_shift_masks =
+    wpak_masks([](unsigned, CodePlace place) -> unsigned { return place.spare; });
 
 // Lanes have no shift counts of their own. This product moves each code to its lane's top and what
 // stands above it out of the lane; one shift then brings all codes down.
-constexpr Mask wpak_product_mask(unsigned width) {
-  Mask mask{};
-  for (unsigned k = 0; k < 16; k += 2) {
-    const unsigned factor = 1u << (16 - width - code_place(width, k / 2).spare);
-    mask.bytes[k] = static_cast<uint8_t>(factor);
-    mask.bytes[k + 1] = static_cast<uint8_t>(factor >> 8);
-  }
-  return mask;
-}
+constexpr WpakMasks wpak_factors = [] {
+  WpakMasks masks{};
+  for (unsigned width = narrowest_block_code; width <= widest_code; ++width)
+    for (unsigned k = 0; k < 16; ++k) {
+      const unsigned shift = colx_wpak_decode_shift_masks[width].bytes[k & ~1u];
+      masks.rows[width - narrowest_block_code].bytes[k] =
+          static_cast<uint8_t>(1u << (16 - width - shift) >> 8 * (k % 2));
+    }
+  return masks;
+}();
 
-static_assert(begins(wpak_shuffle_mask(3), {0, 0x80, 0, 0x80, 1, 0, 1, 0x80,  //
-                                            1, 0x80, 2, 1, 2, 0x80, 2, 0x80}));
-static_assert(begins(wpak_shuffle_mask(10), {1, 0, 2, 1, 3, 2, 4, 3, 6, 5, 7, 6, 8, 7, 9, 8}));
-static_assert(begins(wpak_product_mask(10), {1, 0, 4, 0, 16, 0, 64, 0,  //
-                                             1, 0, 4, 0, 16, 0, 64, 0}));
+constexpr bool shifts(unsigned width, const std::array<uint8_t, 8>& expected) {
+  for (unsigned k = 0; k < 16; ++k)
+    if (colx_wpak_decode_shift_masks[width].bytes[k] != (k % 2 == 0 ? expected[k / 2] : 0))
+      return false;
+  return true;
+}
+static_assert(begins(colx_wpak_decode_shuffle_masks[3], {0, 0x80, 0, 0x80, 1, 0, 1, 0x80,  //
+                                                         1, 0x80, 2, 1, 2, 0x80, 2, 0x80}));
+static_assert(begins(colx_wpak_decode_shuffle_masks[10], {1, 0, 2, 1, 3, 2, 4, 3,  //
+                                                          6, 5, 7, 6, 8, 7, 9, 8}));
+static_assert(shifts(3, {5, 2, 7, 4, 1, 6, 3, 0}) && shifts(4, {4, 0, 4, 0, 4, 0, 4, 0}));
+static_assert(shifts(5, {3, 6, 1, 4, 7, 2, 5, 0}) && shifts(6, {2, 4, 6, 0, 2, 4, 6, 0}));
+static_assert(shifts(7, {1, 2, 3, 4, 5, 6, 7, 0}) && shifts(9, {7, 6, 5, 4, 3, 2, 1, 0}));
+static_assert(shifts(10, {6, 4, 2, 0, 6, 4, 2, 0}));
+static_assert(begins(wpak_factors[10], {1, 0, 4, 0, 16, 0, 64, 0,  //
+                                        1, 0, 4, 0, 16, 0, 64, 0}));
 
 template <unsigned width>
 COLX_INLINE Vec eight_codes(const uint8_t* codes) {
-  static constexpr Mask stream_bytes = wpak_shuffle_mask(width);
-  static constexpr Mask to_top = wpak_product_mask(width);
-  return shifted_right<2, 16 - width>(
-      product<2>(shuffle(load(codes), load(stream_bytes)), load(to_top)));
+  const Vec lanes = shuffle(load(codes), load(colx_wpak_decode_shuffle_masks[width]));
+  return shifted_right<2, 16 - width>(product<2>(lanes, load(wpak_factors[width])));
 }
 
 // Passed by value: as far as a compiler can tell, the bytes stored might change a table in memory.
