@@ -210,6 +210,32 @@ TEST_P(BitIteration, ABitAboveTheLimitIsClearedThoughNotDelivered) {
   EXPECT_EQ(ctx.colx_ictx_base, 0);
 }
 
+// Only the last word of the vector exists: nothing else is read.
+TEST_P(BitIteration, TheLongestVectorEndsAtItsLastBitHoweverOftenItIsAsked) {
+  constexpr uint64_t nbits = 0x7FFFFFFF, start = nbits / 64 * 64;
+  GuardedPages pages;
+  const std::vector<uint8_t> word = {0x01, 0, 0, 0, 0, 0, 0, 0xC0};
+  const auto at = reinterpret_cast<uintptr_t>(pages.place(word, 0, Edge::end));
+  const auto* const bits = reinterpret_cast<const uint8_t*>(at - start / 8);
+  for (const bool together : {false, true}) {
+    colx_lbiwv_ictx ctx;
+    GetParam().ini2(&ctx, bits, nbits, 0, start);
+    uint32_t out[4] = {};
+    if (together) {
+      EXPECT_EQ(GetParam().ones(&ctx, out, 4), 2u);
+      EXPECT_EQ(out[0], start);
+      EXPECT_EQ(out[1], nbits - 1);
+    } else {
+      EXPECT_EQ(GetParam().iter(&ctx), start);
+      EXPECT_EQ(GetParam().iter(&ctx), nbits - 1);
+    }
+    for (int call = 0; call < 3; ++call) {
+      EXPECT_EQ(GetParam().ones(&ctx, out, 4), 0u);
+      EXPECT_EQ(GetParam().iter(&ctx), oracle::end_value(GetParam().form));
+    }
+  }
+}
+
 TEST_P(BitIteration, OnesInBatchesOfRandomSizeDeliverEverySetBitAndWriteNothingElse) {
   const Iterators& kernels = GetParam();
   GuardedOutput output;

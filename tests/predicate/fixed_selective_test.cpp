@@ -1,4 +1,7 @@
 // The selective twins of the predicates on fixed rows, plain and with ties.
+#include <cstdlib>
+#include <memory>
+
 #include "tests/predicate/twin_checks.h"
 
 namespace colx::test {
@@ -132,6 +135,43 @@ TEST(FixedSelective, WidthIsThatOfTheThirdArgumentInBothForms) {
     batch.width_bits = 0;
     ASSERT_EQ(value_difference(scan, batch), "") << width;
   });
+}
+
+// --- places of rows
+
+// Bits that are 0, of which only those that are written take memory.
+using SparseBits = std::unique_ptr<uint64_t[], decltype(&std::free)>;
+
+SparseBits sparse_bits(size_t words) {
+  return {static_cast<uint64_t*>(std::calloc(words, 8)), std::free};
+}
+
+// Row 2^29 + 1 of 8 bytes is looked for 8 bytes behind the first one, not 2^32 + 8.
+TEST(FixedSelective, ThePlaceOfARowIsAProductOf32Bits) {
+  constexpr uint32_t row = (1u << 29) + 1;
+  const uint8_t rows[2][8] = {{1}, {2}};
+  const uint8_t constant[8] = {2};
+  const SparseBits selection = sparse_bits(row / 64 + 1);
+  const SparseBits bits = sparse_bits(row / 64 + 1);
+  ASSERT_TRUE(selection && bits);
+  selection[row / 64] = uint64_t{1} << row % 64;
+
+  colx_enc_ctx encoding = {};
+  encoding.colx_enc_ctx_flags = COLX_FIXED;
+  encoding.colx_enc_ctx_width = 64;
+  colx_cv src = {};
+  src.colx_cv_data = const_cast<uint8_t*>(rows[0]);
+  src.colx_cv_encoding_context = &encoding;
+  src.colx_cv_num_of_rows = row + 1;
+  colx_cv res = {};
+  res.colx_cv_bits = bits.get();
+  colx_kctx kctx = {};
+  kctx.colx_kctx_selection = selection.get();
+  kctx.colx_kctx_flags = COLX_KCTX_SELECTIVE;
+  const void* const args[] = {constant, nullptr, nullptr, &encoding};
+  EXPECT_EQ(colx_eq_fixed_64bit(&res, &src, args, &kctx), 0u);
+  EXPECT_EQ(res.colx_cv_num_set, 1u);
+  EXPECT_EQ(bits[row / 64], uint64_t{1} << row % 64);
 }
 
 // --- the twins by their own names
