@@ -57,16 +57,17 @@ COLX_INLINE bool scatter_row(const Partitions& to, uint64_t hash, Records& recor
 }
 
 // The hashes of a block of rows. What was just computed from keys is in cache; a column has to be
-// asked for, since the streams of many partitions wear out the processor's own prefetcher.
+// asked for, since the streams of many partitions wear out the processor's own prefetcher. Columns
+// lie at any address, as the records of a partition do.
 template <Layout key, class Block>
 struct BlockHashes {
   const Block* block;
 
   COLX_INLINE uint64_t of(uint64_t row) const {
     if constexpr (key == Layout::hashrid) {
-      return block[row].hash;
+      return load_as<uint64_t>(bytes_at(block + row, offsetof(HashridRecord, hash)));
     } else {
-      return block[row];
+      return load_as<uint64_t>(block + row);
     }
   }
   template <uint64_t rows>

@@ -82,6 +82,20 @@ TEST(Hash, EveryKernelAtEveryRowCount) {
   }
 }
 
+TEST(Hash, ColumnsMayLieAtAnyAddress) {
+  for (const HashKernel& kernel : hash_kernels()) {
+    for (size_t slack_bytes = 1; slack_bytes < 16; ++slack_bytes) {
+      Random random(slack_bytes);
+      KeyBatch batch = random_batch(kernel.form.layout, 33, random);
+      batch.edge = Edge::end;
+      batch.slack_bytes = slack_bytes;
+      const bool one = kernel.form.mode == oracle::SeedMode::one;
+      hash_stage().set(batch, seeds_for(one ? 1 : 33, random), one ? 1 : 33);
+      EXPECT_EQ(hash_stage().difference(kernel), "") << slack_bytes;
+    }
+  }
+}
+
 TEST(Hash, TheEntryPicksTheKernelByLayoutAndSeedRows) {
   for (const KeyLayout layout : hashed_layouts) {
     for (const uint32_t rows : {0u, 1u, 2u, 100u}) {

@@ -100,6 +100,20 @@ TEST(Partition, EveryKernelWithPartitionsFarApart) {
   }
 }
 
+// Records as the kernels write them lie at any address, and so may all columns.
+TEST(Partition, ColumnsMayLieAtAnyAddress) {
+  for (const PartitionKernel& kernel : partition_kernels()) {
+    Random random(11);
+    for (size_t slack_bytes = 1; slack_bytes < 16; ++slack_bytes) {
+      PartitionBatch batch = random_partition_batch(kernel.form, 70, random);
+      batch.edge = Edge::end;
+      batch.slack_bytes = slack_bytes;
+      batch.far_apart = slack_bytes % 2 == 0;
+      ASSERT_EQ(partition_difference(batch), "") << slack_bytes;
+    }
+  }
+}
+
 TEST(Partition, RoomOfTheRecordsSizeIsEnoughAndAByteLessIsNot) {
   for (const PartitionKernel& kernel : partition_kernels()) {
     Random random(4);

@@ -60,6 +60,24 @@ TEST(Probe, EveryKernelOnEverySplitOfTheHash) {
   }
 }
 
+TEST(Probe, ColumnsMayLieAtAnyAddress) {
+  ProbeStage& stage = probe_stage();
+  for (const ProbeKernel& kernel : probe_kernels()) {
+    for (size_t slack_bytes = 1; slack_bytes < 16; ++slack_bytes) {
+      Random random(slack_bytes);
+      const TableShape shape = table_shape(table_type(kernel), 1, 1, 0, 40);
+      ProbeRows rows = probe_rows(
+          kernel, set_table(stage, shape, kernel.form.layout, 50, 71, 20, random), random);
+      rows.keys.edge = Edge::end;
+      rows.keys.slack_bytes = slack_bytes;
+      stage.set_rows(rows, kernel.form.form.value_bytes);
+      stage.set_room(2000);
+      EXPECT_EQ(stage.difference(kernel), "") << slack_bytes;
+      EXPECT_EQ(stage.status, COLX_DONE);
+    }
+  }
+}
+
 TEST(Probe, TheEntryGivesWhatTheNamedKernelGives) {
   ProbeStage& stage = probe_stage();
   for (const ProbeKernel& kernel : probe_kernels()) {

@@ -96,7 +96,8 @@ void BuildStage::set_rows(const BuildRows& rows, unsigned value_bytes) {
   } else if (is_record(rows.keys.layout)) {
     payload.set_array({}, value_bytes, Edge::end, rows.payload_flags);
   } else {
-    payload.set_array(rows.values, value_bytes, rows.keys.edge, rows.payload_flags);
+    payload.set_array(rows.values, value_bytes, rows.keys.edge, rows.payload_flags,
+                      rows.keys.slack_bytes);
   }
   auto* const nowhere = nowhere_.unreadable();
   std::memset(&kctx, 0x3C, sizeof kctx);

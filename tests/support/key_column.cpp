@@ -112,7 +112,7 @@ void KeyColumn::add_row(const KeyRow& row, Random& random) {
 }
 
 void KeyColumn::place_values(Random& random) {
-  uint8_t* value = values_pages_.place(values_, 0, batch_.edge);
+  uint8_t* value = values_pages_.place(values_, batch_.slack_bytes, batch_.edge);
   for (const KeyRow& row : batch_.rows) {
     const auto address = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(value));
     if (batch_.layout == KeyLayout::lp) {
@@ -151,9 +151,9 @@ void KeyColumn::set(const KeyBatch& batch) {
     encoding.colx_enc_ctx_symbols = symbol_pages_.place(symbols_, 0, batch.edge);
     encoding.colx_enc_ctx_cla = offset_pages_.place(offsets_, 0, batch.edge);
   }
-  const size_t slack = batch.layout == KeyLayout::dict ? dict_slack_bytes : 0;
+  const size_t slack = batch.slack_bytes + (batch.layout == KeyLayout::dict ? dict_slack_bytes : 0);
   data_at_ = data_pages_.place(data_, slack, batch.edge);
-  aux_at_ = aux_pages_.place(aux_, 0, batch.edge);
+  aux_at_ = aux_pages_.place(aux_, batch.slack_bytes, batch.edge);
   cv.colx_cv_data = const_cast<uint8_t*>(data_at_);
   if (!aux_.empty()) cv.colx_cv_aux = const_cast<uint8_t*>(aux_at_);
   cv.colx_cv_num_of_rows = static_cast<uint32_t>(batch.rows.size());
@@ -187,10 +187,10 @@ void PayloadColumn::set_autorid(uint64_t base_rid, uint32_t more_flags) {
 }
 
 void PayloadColumn::set_array(const std::vector<uint64_t>& values, unsigned value_bytes, Edge edge,
-                              uint32_t more_flags) {
+                              uint32_t more_flags, size_t slack_bytes) {
   clear(more_flags & ~uint32_t{COLX_AUTORID});
   for (const uint64_t value : values) add_native(data_, value, value_bytes);
-  data_at_ = pages_.place(data_, 0, edge);
+  data_at_ = pages_.place(data_, slack_bytes, edge);
   cv.colx_cv_data = const_cast<uint8_t*>(data_at_);
   cv.colx_cv_base_rid = 0x0BAD0BAD0BAD0BAD;
 }

@@ -31,6 +31,7 @@ struct KeyBatch {
   std::vector<uint32_t> symbol_lengths;  // dict
   uint32_t more_flags = 0;               // beside the layout's own
   Edge edge = Edge::end;
+  size_t slack_bytes = 0;  // readable behind its arrays, to try other alignments
 };
 
 const char* layout_name(oracle::KeyLayout layout);
@@ -69,7 +70,7 @@ class PayloadColumn {
  public:
   void set_autorid(uint64_t base_rid, uint32_t more_flags = 0);
   void set_array(const std::vector<uint64_t>& values, unsigned value_bytes, Edge edge,
-                 uint32_t more_flags = 0);
+                 uint32_t more_flags = 0, size_t slack_bytes = 0);
   void remember();
   std::string damage() const;
 

@@ -44,6 +44,7 @@ void PartitionStage::place_keys() {
   keys.rows = batch_.keys;
   keys.width_bits = batch_.key_bits;
   keys.edge = batch_.edge;
+  keys.slack_bytes = batch_.slack_bytes;
   keys.more_flags = batch_.src_flags;
   // Records that carry their hash tell so.
   if (!has_payload() && keys.layout == KeyLayout::lv) keys.more_flags |= COLX_HASH_VALUES;
@@ -57,12 +58,13 @@ void PartitionStage::place_payload() {
   } else if (batch_.form.carried == Carried::payload) {
     std::vector<uint64_t> ids(rows);
     for (uint64_t row = 0; row < rows; ++row) ids[row] = mixed_seed(batch_.base_rid, row);
-    row_ids.set_array(ids, 8, batch_.edge, batch_.payload_flags);
+    row_ids.set_array(ids, 8, batch_.edge, batch_.payload_flags, batch_.slack_bytes);
   } else if (has_payload()) {
     KeyBatch payload;
     payload.layout = *oracle::carried_layout(batch_.form.carried);
     payload.width_bits = batch_.value_bits;
     payload.edge = batch_.edge;
+    payload.slack_bytes = batch_.slack_bytes;
     payload.more_flags = batch_.payload_flags;
     const bool by_record = batch_.form.records == PartitionRecords::fixed;
     for (uint64_t row = 0; row < rows && !by_record; ++row) {

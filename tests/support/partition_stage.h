@@ -38,6 +38,7 @@ struct PartitionBatch {
   uint32_t payload_flags = 0;
   Edge edge = Edge::end;
   Place place = Place::end;
+  size_t slack_bytes = 0;  // readable behind keys and payload, to try other alignments
 };
 
 struct PartitionRun {

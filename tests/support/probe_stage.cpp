@@ -73,7 +73,8 @@ void ProbeStage::set_rows(const ProbeRows& rows, unsigned value_bytes) {
   if (rows.autorid) {
     payload.set_autorid(rows.base_rid, rows.payload_flags);
   } else {
-    payload.set_array(rows.values, value_bytes, rows.keys.edge, rows.payload_flags);
+    payload.set_array(rows.values, value_bytes, rows.keys.edge, rows.payload_flags,
+                      rows.keys.slack_bytes);
   }
   auto* const nowhere = nowhere_.unreadable();
   std::memset(&kctx, 0x3C, sizeof kctx);
