@@ -9,12 +9,12 @@
 #include <utility>
 
 #include "kernels/bitvec/bit_tables.h"
+#include "kernels/bitvec/found_rows.h"
 #include "kernels/join/key_layouts.h"
 
 namespace colx {
 namespace {
 
-constexpr uint32_t no_row = 0xFFFFFFFF;
 constexpr uint32_t group_rows = 16;
 constexpr uint32_t batch_rows = 256;
 
@@ -24,32 +24,39 @@ constexpr size_t column_prefetch_bytes = 640;
 template <unsigned hash_bytes>
 struct HashColumn {
   const uint8_t* data;
+  COLX_INLINE const uint8_t* at(uint32_t row) const { return data + size_t{row} * hash_bytes; }
   COLX_INLINE uint32_t hash(uint32_t row) const {
-    return load_big_endian<uint32_t>(data + size_t{row} * hash_bytes + hash_bytes - 4);
+    return load_big_endian<uint32_t>(at(row) + hash_bytes - 4);
   }
+};
+
+// The values of a group, where they stand.
+template <unsigned hash_bytes>
+struct GroupValues {
+  const uint8_t* from;
   // Four rows in lanes.
-  COLX_INLINE Vec hashes(uint32_t row) const {
-    const uint8_t* const at = data + size_t{row} * hash_bytes;
+  COLX_INLINE Vec hashes(unsigned row) const {
+    const uint8_t* const at = from + row * hash_bytes;
     if constexpr (hash_bytes == 4) return lanes_byte_reversed<4>(load(at));
     return lanes_byte_reversed<4>(high_halves(load(at), load(at + 16)));
   }
   // The lines that a group takes.
-  COLX_INLINE void prefetch_ahead(uint32_t row) const {
-    const uint8_t* const at = data + size_t{row} * hash_bytes + column_prefetch_bytes;
-    for (unsigned line = 0; line < hash_bytes * group_rows; line += 64) prefetch_once(at + line);
+  COLX_INLINE void prefetch_ahead() const {
+    for (unsigned line = 0; line < hash_bytes * group_rows; line += 64)
+      prefetch_once(from + column_prefetch_bytes + line);
   }
 };
 
-// A number of 32 bits for each row of a group, in pairs: moving numbers from vectors to addresses
-// is what a group waits for, and a pair moves as fast as one.
-struct GroupNumbers {
-  uint64_t pair[group_rows / 2];
-  COLX_INLINE void set(unsigned row, Vec four) {
-    pair[row / 2] = low_half(four);
-    pair[row / 2 + 1] = high_half(four);
-  }
-  COLX_INLINE uint32_t at(unsigned row) const {
-    return static_cast<uint32_t>(pair[row / 2] >> row % 2 * 32);
+// Four numbers of 32 bits, in pairs: moving numbers from vectors to addresses is what a group waits
+// for, and a pair moves as fast as one.
+struct FourNumbers {
+  uint64_t pair[2];
+  COLX_INLINE explicit FourNumbers(Vec four) : pair{low_half(four), high_half(four)} {}
+  // The load scales it: not done ahead, together with the shift that brings it down.
+  COLX_INLINE uint64_t at(unsigned k) const {
+    uint64_t number = static_cast<uint32_t>(pair[k / 2] >> k % 2 * 32);
+    COLX_MEET_IN_REGISTER(number);
+    return number;
   }
 };
 
@@ -76,17 +83,17 @@ struct FlatFilter {
     return {bits + (bit >> 3), bit};
   }
 
-  // Four rows of a group: the numbers of their bits, and where the bytes of these stand.
-  struct Places {
-    GroupNumbers byte;
+  // Four rows: the numbers of their bits, and where the bytes of these stand.
+  struct Four {
+    Vec bit;
+    FourNumbers byte;
   };
-  COLX_INLINE Vec bit_numbers(Places& places, unsigned row, Vec hashes) const {
+  COLX_INLINE Four four(Vec hashes) const {
     const Vec bit = both(hashes, splat<4>(hash_mask));
-    places.byte.set(row, shifted_right<4, 3>(bit));
-    return bit;
+    return {bit, FourNumbers(shifted_right<4, 3>(bit))};
   }
-  COLX_INLINE const uint8_t* byte(const Places& places, unsigned row) const {
-    return bits + places.byte.at(row);
+  COLX_INLINE const uint8_t* byte(const Four& four, unsigned k) const {
+    return bits + four.byte.at(k);
   }
 };
 
@@ -104,8 +111,8 @@ struct PartitionedFilter {
         part_shift(filter->colx_cv_encoding_context->colx_enc_ctx_bloom_part_shift),
         bit_mask(filter->colx_cv_encoding_context->colx_enc_ctx_bloom_bit_mask) {}
 
-  COLX_INLINE const uint8_t* part(uint32_t number) const {
-    return load_as<const uint8_t*>(parts + size_t{number} * 8);
+  COLX_INLINE const uint8_t* part(uint64_t number) const {
+    return load_as<const uint8_t*>(parts + number * 8);
   }
   COLX_INLINE FilterBit at(uint32_t hash) const {
     const uint32_t masked = hash & hash_mask;
@@ -113,50 +120,43 @@ struct PartitionedFilter {
     return {part(masked >> (part_shift & 31)) + (bit >> 3), bit};
   }
 
-  struct Places {
-    GroupNumbers part;
-    GroupNumbers byte;
+  struct Four {
+    Vec bit;
+    FourNumbers part;
+    FourNumbers byte;
   };
-  COLX_INLINE Vec bit_numbers(Places& places, unsigned row, Vec hashes) const {
+  COLX_INLINE Four four(Vec hashes) const {
     const Vec masked = both(hashes, splat<4>(hash_mask));
     const Vec bit = both(masked, splat<4>(bit_mask));
-    places.part.set(row, shifted_right_by(masked, part_shift));
-    places.byte.set(row, shifted_right<4, 3>(bit));
-    return bit;
+    return {bit, FourNumbers(shifted_right_by(masked, part_shift)),
+            FourNumbers(shifted_right<4, 3>(bit))};
   }
-  COLX_INLINE const uint8_t* byte(const Places& places, unsigned row) const {
-    return part(places.part.at(row)) + places.byte.at(row);
+  COLX_INLINE const uint8_t* byte(const Four& four, unsigned k) const {
+    return part(four.part.at(k)) + four.byte.at(k);
   }
 };
 
-// What a run has found so far.
+// Where rows that pass go.
 struct Passed {
-  uint64_t* bits;
-  uint32_t count = 0;
-  uint32_t first = no_row;
-  uint32_t last = no_row;
+  uint8_t* bits;
+  FoundRows rows = {};
 
   COLX_INLINE void add_row(uint32_t row) {
-    bits[row >> 6] |= uint64_t{1} << (row & 63);
-    ++count;
-    last = row;
-    if (first == no_row) first = row;
+    uint8_t* const word = bits + (row >> 6 << 3);
+    store_as(word, load_as<uint64_t>(word) | uint64_t{1} << (row & 63));
+    rows.add(row, 1);
   }
 
-  // Rows of a group: bit i is row `row` + i.
-  COLX_INLINE void add_group(uint32_t row, uint32_t rows) {
-    store_as(bytes_at(bits, row >> 3), static_cast<uint16_t>(rows));
-    count += population(rows);
-    last = row + static_cast<uint32_t>(std::bit_width(rows)) - 1;
-    if (first == no_row) first = row + static_cast<uint32_t>(std::countr_zero(rows));
+  // Bit i of `group` is row `row` + i.
+  COLX_INLINE void add_group(uint32_t row, uint32_t group) {
+    if (group == 0) return;
+    store_as(bits + (row >> 3), static_cast<uint16_t>(group));
+    rows.add(row, group);
   }
 
-  COLX_INLINE uint32_t close(colx_cv* res) const {
-    uint8_t* const ends = bytes_at(res->colx_cv_data, 0);
-    store_as(ends, first);
-    store_as(ends + 4, last);
-    res->colx_cv_num_set = count;
-    return count == 0 ? COLX_NOTHING_FOUND : COLX_DONE;
+  COLX_INLINE void add_four_groups(uint32_t row, uint64_t groups) {
+    store_four_blocks(bits + (row >> 3), groups);
+    rows.add(row, groups);
   }
 };
 
@@ -167,46 +167,58 @@ COLX_INLINE void test_rows(Passed& passed, const Column& column, const Filter& f
     if (is_set(filter.at(column.hash(row)))) passed.add_row(row);
 }
 
-// The bytes of sixteen bits, fetched one by one.
-template <class Filter, size_t... row>
-COLX_INLINE Vec fetched_bytes(const Filter& filter, const typename Filter::Places& places,
-                              std::index_sequence<row...>) {
-  Vec bytes = zeros();
-  ((bytes = with_lane<1, row>(bytes, *filter.byte(places, row))), ...);
-  return bytes;
+// Puts the bytes of four rows' bits into lanes; returns the numbers of the bits.
+template <unsigned lane, class Filter>
+COLX_INLINE Vec fetch_four(Vec& bytes, const Filter& filter, Vec hashes) {
+  const auto four = filter.four(hashes);
+  bytes = with_lane<1, lane>(bytes, *filter.byte(four, 0));
+  bytes = with_lane<1, lane + 1>(bytes, *filter.byte(four, 1));
+  bytes = with_lane<1, lane + 2>(bytes, *filter.byte(four, 2));
+  bytes = with_lane<1, lane + 3>(bytes, *filter.byte(four, 3));
+  COLX_MEET_IN_VECTOR(bytes);
+  return both(four.bit, splat<4>(7));
 }
 
-// Bit i is set if row `row` + i passes.
-template <class Column, class Filter>
-COLX_INLINE uint32_t group_passed(const Column& column, const Filter& filter, uint32_t row) {
-  typename Filter::Places places;
-  Vec bits[4];
-#pragma GCC unroll 4
-  for (unsigned k = 0; k < 4; ++k)
-    bits[k] = both(filter.bit_numbers(places, 4 * k, column.hashes(row + 4 * k)), splat<4>(7));
-  const Vec in_byte = narrowed<2>(narrowed<4>(bits[0], bits[1]), narrowed<4>(bits[2], bits[3]));
+// Bit i is set if row i of the group passes. Rows go by fours: registers do not hold the addresses
+// of more.
+template <class Values, class Filter>
+COLX_INLINE uint32_t group_passed(const Values& values, const Filter& filter) {
+  values.prefetch_ahead();
+  Vec bytes = zeros();
+  const Vec first = fetch_four<0>(bytes, filter, values.hashes(0));
+  const Vec second = fetch_four<4>(bytes, filter, values.hashes(4));
+  const Vec third = fetch_four<8>(bytes, filter, values.hashes(8));
+  const Vec fourth = fetch_four<12>(bytes, filter, values.hashes(12));
+  const Vec in_byte = narrowed<2>(narrowed<4>(first, second), narrowed<4>(third, fourth));
   const Vec wanted = shuffle(load(colx_bit_possible), in_byte);
-  const Vec bytes = fetched_bytes(filter, places, std::make_index_sequence<group_rows>());
   return top_bits(equal<1>(both(bytes, wanted), wanted));
 }
 
 // Groups begin at multiples of 8 rows. The rows before the first and behind the last are tested one
-// by one.
-template <class Column, class Filter>
-COLX_INLINE uint32_t test_all(colx_cv* res, const Column& column, uint32_t rows,
+// by one. Four groups are added to the result without a branch, which would be missed where few
+// rows pass.
+template <unsigned hash_bytes, class Filter>
+COLX_INLINE uint32_t test_all(colx_cv* res, const HashColumn<hash_bytes>& column, uint32_t rows,
                               const Filter& filter, const colx_kctx* kctx) {
-  Passed passed = {res->colx_cv_bits};
+  Passed passed = {bytes_at(res->colx_cv_bits, 0)};
   const uint64_t start = kctx->colx_kctx_start_row;
   const auto body = static_cast<uint32_t>(std::min<uint64_t>((start + 7) & ~uint64_t{7}, rows));
   test_rows(passed, column, filter, static_cast<uint32_t>(start), body);
   uint32_t row = body;
-  for (; rows - row >= group_rows; row += group_rows) {
-    column.prefetch_ahead(row);
-    const uint32_t group = group_passed(column, filter, row);
-    if (group != 0) passed.add_group(row, group);
+  for (; rows - row >= 4 * group_rows; row += 4 * group_rows) {
+    const uint8_t* const from = column.at(row);
+    uint64_t groups = 0;
+#pragma GCC unroll 1
+    for (unsigned g = 0; g < 4; ++g) {
+      const GroupValues<hash_bytes> values = {from + g * group_rows * hash_bytes};
+      groups = with_next_block(groups, group_passed(values, filter));
+    }
+    passed.add_four_groups(row, groups);
   }
+  for (; rows - row >= group_rows; row += group_rows)
+    passed.add_group(row, group_passed(GroupValues<hash_bytes>{column.at(row)}, filter));
   test_rows(passed, column, filter, row, rows);
-  return passed.close(res);
+  return passed.rows.close(res);
 }
 
 // Selected rows in batches: all bytes of a batch are on their way before the first one is tested.
@@ -218,7 +230,7 @@ COLX_INLINE uint32_t test_selected(colx_cv* res, const Column& column, uint32_t 
   colx_lbiwv_ictx_ini2_dydi(&selected, kctx->colx_kctx_selection, rows, 0,
                             kctx->colx_kctx_start_row);
   kctx->colx_kctx_flags_out |= COLX_OUT_BLOOM_SELECTED;
-  Passed passed = {res->colx_cv_bits};
+  Passed passed = {bytes_at(res->colx_cv_bits, 0)};
   uint32_t batch[batch_rows];
   FilterBit bits[batch_rows];
   uint64_t taken;
@@ -235,7 +247,7 @@ COLX_INLINE uint32_t test_selected(colx_cv* res, const Column& column, uint32_t 
     }
     for (uint64_t k = 0; k < kept; ++k) passed.add_row(batch[k]);
   } while (taken == batch_rows);
-  return passed.close(res);
+  return passed.rows.close(res);
 }
 
 template <bool selective, class Column, class Filter>

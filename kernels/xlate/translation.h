@@ -12,6 +12,7 @@
 
 #include <bit>
 
+#include "kernels/bitvec/found_rows.h"
 #include "kernels/frame/colx_x86.h"
 #include "kernels/xlate/code_table.h"
 
@@ -167,37 +168,6 @@ COLX_INLINE auto open_table(const colx_cv* table, const colx_kctx* kctx) {
   }
 }
 
-constexpr uint32_t no_row = 0xFFFFFFFF;
-
-// Rows with a code so far, visited in ascending order. The last one is kept as the rows that it was
-// found among.
-struct Hits {
-  uint32_t count = 0;
-  uint32_t first = no_row;
-  uint32_t last_from = no_row;
-  uint64_t last_found = 1;
-
-  // Bit k of `found` is row + k. Without a branch on what was found, but for the very first hit.
-  COLX_INLINE void add(uint32_t row, uint64_t found) {
-    if (first == no_row) [[unlikely]]
-      if (found != 0) first = row + static_cast<uint32_t>(std::countr_zero(found));
-    last_from = found != 0 ? row : last_from;
-    last_found = found != 0 ? found : last_found;
-    count += population(found);
-  }
-
-  COLX_INLINE uint32_t last() const {
-    return last_from + 63 - static_cast<uint32_t>(std::countl_zero(last_found));
-  }
-};
-
-// All bits of each lane of 2 bytes that is not 0.
-constexpr uint64_t lanes_not_zero(uint64_t lanes) {
-  constexpr uint64_t top = 0x8000800080008000;
-  return (((((lanes & ~top) + ~top) | lanes) & top) >> 15) * 0xFFFF;
-}
-static_assert(lanes_not_zero(0x8000000000017FFF) == 0xFFFF0000FFFFFFFF);
-
 template <XlateShape shape, class Table>
 struct Translation {
   static constexpr unsigned bits = element_bits(shape.element);
@@ -213,14 +183,14 @@ struct Translation {
     return element != marker<bits>;
   }
 
-  COLX_INLINE void put_row(uint32_t row, Hits& hits) const {
+  COLX_INLINE void put_row(uint32_t row, FoundRows& hits) const {
     const uint64_t found = found_in_row(row);
     hit_bits[row >> 3] |= static_cast<uint8_t>(found << row % 8);
     hits.add(row, found);
   }
 
   // The selected rows of a word of the output.
-  COLX_INLINE void put_selected(uint32_t from, uint64_t selected, Hits& hits) const {
+  COLX_INLINE void put_selected(uint32_t from, uint64_t selected, FoundRows& hits) const {
     uint64_t found = 0;
 #pragma GCC unroll 2
     for (; selected != 0; selected &= selected - 1) {
@@ -241,7 +211,7 @@ struct Translation {
     return unmarked<bits>(elements);
   }
 
-  COLX_INLINE void put_block(uint32_t row, Hits& hits) const {
+  COLX_INLINE void put_block(uint32_t row, FoundRows& hits) const {
     const uint64_t found = found_in_block(row);
     if (found == 0) return;
     store_as(hit_bits + (row >> 3), static_cast<uint16_t>(found));
@@ -249,13 +219,12 @@ struct Translation {
   }
 
   // Four blocks without a branch; the bits of those without a hit are written as they were.
-  COLX_INLINE void put_four_blocks(uint32_t row, Hits& hits) const {
+  COLX_INLINE void put_four_blocks(uint32_t row, FoundRows& hits) const {
     uint64_t found = 0;
 #pragma GCC unroll 4
     for (uint32_t block = row; block != row + 64; block += 16)
-      found = std::rotr(found | found_in_block(block), 16);
-    uint8_t* const to = hit_bits + (row >> 3);
-    store_as(to, (load_as<uint64_t>(to) & ~lanes_not_zero(found)) | found);
+      found = with_next_block(found, found_in_block(block));
+    store_four_blocks(hit_bits + (row >> 3), found);
     hits.add(row, found);
   }
 };
@@ -274,14 +243,6 @@ COLX_INLINE bool holds_short_hashes(const colx_cv* src) {
   return (enc->colx_enc_ctx_flags & COLX_HASH_VALUES) != 0 && enc->colx_enc_ctx_width == 32;
 }
 
-// The count, the first and the last row with a code, and the status.
-COLX_INLINE uint32_t close_translation(colx_cv* res, const Hits& hits) {
-  res->colx_cv_num_set = hits.count;
-  store_as(bytes_at(res->colx_cv_data, 0), hits.first);
-  store_as(bytes_at(res->colx_cv_data, 4), hits.last());
-  return hits.count == 0 ? COLX_NOTHING_FOUND : COLX_DONE;
-}
-
 // The rows from colx_kctx_start_row on. Blocks begin at multiples of 8.
 template <XlateShape shape>
 COLX_INLINE uint32_t translate(colx_cv* res, const colx_cv* src, const colx_cv* table,
@@ -290,12 +251,12 @@ COLX_INLINE uint32_t translate(colx_cv* res, const colx_cv* src, const colx_cv* 
   const auto translation = open_translation<shape>(res, src, table, kctx);
   const uint32_t rows = src->colx_cv_num_of_rows;
   uint32_t row = kctx->colx_kctx_start_row;
-  Hits hits;
+  FoundRows hits;
   for (; row < rows && row % 8 != 0; ++row) translation.put_row(row, hits);
   for (; row < rows && rows - row >= 64; row += 64) translation.put_four_blocks(row, hits);
   for (; row < rows && rows - row >= 16; row += 16) translation.put_block(row, hits);
   for (; row < rows; ++row) translation.put_row(row, hits);
-  return close_translation(res, hits);
+  return hits.close(res);
 }
 
 // The selection's rows among them.
@@ -308,14 +269,14 @@ COLX_INLINE uint32_t translate_selected(colx_cv* res, const colx_cv* src, const 
   const uint64_t* const selection = kctx->colx_kctx_selection;
   const uint32_t start = kctx->colx_kctx_start_row;
   const uint32_t rows = src->colx_cv_num_of_rows;
-  Hits hits;
-  if (start >= rows) return close_translation(res, hits);
+  FoundRows hits;
+  if (start >= rows) return hits.close(res);
   uint64_t selected = load_as<uint64_t>(selection + (start >> 6)) & ~uint64_t{0} << (start & 63);
   uint32_t from = start & ~63u;
   for (; rows - from > 64; from += 64, selected = load_as<uint64_t>(selection + (from >> 6)))
     if (selected != 0) translation.put_selected(from, selected, hits);
   translation.put_selected(from, selected & ~uint64_t{0} >> (-rows & 63), hits);
-  return close_translation(res, hits);
+  return hits.close(res);
 }
 
 }  // namespace colx
