@@ -14,6 +14,7 @@
 #include "examples/star/report.h"
 #include "examples/star/star_run.h"
 #include "examples/star/write_tbl.h"
+#include "tools/console/figures.h"
 
 namespace colx::star {
 namespace {
@@ -40,7 +41,7 @@ void print_rows_of(const StarAnswer& answer, size_t listed) {
   for (size_t row = 0; row < std::min(listed, answer.rows.size()); ++row)
     fmt::print("    {}\n", text_of(answer.rows[row]));
   if (answer.rows.size() > listed)
-    fmt::print("    and {} rows more\n", grouped(answer.rows.size() - listed));
+    fmt::print("    and {} rows more\n", console::grouped(answer.rows.size() - listed));
 }
 
 // True if SQLite finds the same rows; adds its time to `seconds`.
@@ -79,8 +80,8 @@ host::Result<bool> benchmark(const Session& session) {
     const auto wrong = difference(run->answer, plain.answer(query));
     const size_t rows = run->answer.rows.size();
     fmt::print(
-        "  {} row{} of {} lines, {:.2f} ms, {:.0f} M lines/s; {}\n", grouped(rows),
-        rows == 1 ? "" : "s", grouped(run->answer.lines), run->seconds * 1e3,
+        "  {} row{} of {} lines, {:.2f} ms, {:.0f} M lines/s; {}\n", console::grouped(rows),
+        rows == 1 ? "" : "s", console::grouped(run->answer.lines), run->seconds * 1e3,
         lines / run->seconds / 1e6,
         wrong ? fmt::format("WRONG: {}", *wrong) : "the row-by-row evaluation finds the same");
     right &= !wrong;

@@ -19,6 +19,7 @@
 #include "examples/star/star_store.h"
 #include "examples/star/text_streams.h"
 #include "examples/star/write_tbl.h"
+#include "tools/console/figures.h"
 
 namespace colx::star {
 namespace {
@@ -61,8 +62,9 @@ host::Result<StarStore> encode_and_print(const Tables& tables, const host::Libra
   if (!store) return store;
   fmt::print("encoded in {:.1f} s\n", watch.seconds());
   for (const TableId id : table_ids) print_columns(tables[id], store->table(id));
-  fmt::print("\n{} MiB in use, {} MiB of it stored columns\n", grouped(memory_in_use() >> 20),
-             grouped(store->stored_bytes() >> 20));
+  fmt::print("\n{} MiB in use, {} MiB of it stored columns\n",
+             console::grouped(memory_in_use() >> 20),
+             console::grouped(store->stored_bytes() >> 20));
   return store;
 }
 

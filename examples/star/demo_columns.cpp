@@ -12,6 +12,7 @@
 #include "examples/star/demo_queries.h"
 #include "examples/star/line_terms.h"
 #include "examples/star/report.h"
+#include "tools/console/figures.h"
 
 namespace colx::star {
 namespace {
@@ -46,9 +47,9 @@ host::Result<bool> scan_terms(const Session& session, const EncodedColumn& colum
 
 std::string text_of_facts(const ColumnFacts& facts) {
   return fmt::format("{:>17} {:>16} {:>22}",
-                     facts.distinct ? grouped(*facts.distinct) + " values" : "",
-                     facts.upper_half ? grouped(*facts.upper_half) + " rows" : "",
-                     facts.sum ? "sum " + grouped(static_cast<uint64_t>(*facts.sum)) : "");
+                     facts.distinct ? console::grouped(*facts.distinct) + " values" : "",
+                     facts.upper_half ? console::grouped(*facts.upper_half) + " rows" : "",
+                     facts.sum ? "sum " + console::grouped(static_cast<uint64_t>(*facts.sum)) : "");
 }
 
 }  // namespace

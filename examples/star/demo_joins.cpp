@@ -17,6 +17,7 @@
 #include "examples/star/names.h"
 #include "examples/star/plain_query.h"
 #include "examples/star/report.h"
+#include "tools/console/figures.h"
 
 namespace colx::star {
 namespace {
@@ -72,7 +73,7 @@ host::Result<bool> joins(const Session& session) {
           [&] { return join_lines(session.store, condition, method, session.options.threads); });
       if (!found) return found.error();
       fmt::print("  {:<34} {:<41} {:>11} pairs {:>7.0f} M lines/s; ", condition.text(),
-                 name_of(method), grouped(found->pairs),
+                 name_of(method), console::grouped(found->pairs),
                  static_cast<double>(lines_of(session)) / seconds / 1e6);
       right &= print_verdict(*found == expected);
     }
@@ -93,7 +94,7 @@ host::Result<bool> names(const Session& session) {
   const auto answer = run_flight1(session.engine, flight1_queries[2], 1);
   if (!answer) return answer.error();
   print_heading(fmt::format("Names for the {} lines of Q1.3, gathered from row stores",
-                            grouped(answer->rows.size())));
+                            console::grouped(answer->rows.size())));
   bool right = true;
   for (const Fetch& fetch : fetches) {
     const TableId dimension = fetch.columns.front().table;
@@ -129,7 +130,8 @@ host::Result<bool> groupings(const Session& session) {
     if (!by_shares) return by_shares.error();
     for (const auto& [way, found] : {std::pair{"group keys of wide columns", &*by_keys},
                                      std::pair{"translated codes added up", &*by_shares}}) {
-      fmt::print("  {:<28} {:<28} {:>8} groups; ", columns, way, grouped(found->rows.size()));
+      fmt::print("  {:<28} {:<28} {:>8} groups; ", columns, way,
+                 console::grouped(found->rows.size()));
       right &= print_verdict(!difference(*found, expected));
     }
   }
@@ -164,7 +166,8 @@ host::Result<bool> line_numbers(const Session& session) {
   fmt::print("  sum(lo_extendedprice * lo_discount) in doubles   {:>22.0f}; ", *total);
   // Sums above 2^53 are rounded, in the order in which they were added.
   const auto exact = static_cast<double>(discounted);
-  right &= print_verdict(exact < 0x1p53 ? *total == exact : std::abs(*total - exact) < exact * 1e-12);
+  right &=
+      print_verdict(exact < 0x1p53 ? *total == exact : std::abs(*total - exact) < exact * 1e-12);
   fmt::print("  sum(lo_revenue) by conversion                    {:>22}; ", *converted);
   right &= print_verdict(*converted == revenue);
   fmt::print("  lines of small quantity and discount, in a triangle {:>19}; ", *inside);

@@ -11,6 +11,7 @@
 #include "examples/star/column_scan.h"
 #include "examples/star/flight1.h"
 #include "examples/star/report.h"
+#include "tools/console/figures.h"
 
 namespace colx::star {
 namespace {
@@ -80,7 +81,7 @@ host::Result<bool> stored_value_scans(const Session& session) {
     february = std::move(answer->rows);  // the last filter's
   }
   print_heading(
-      fmt::format("The same among the {} rows of the last one", grouped(february.size())));
+      fmt::format("The same among the {} rows of the last one", console::grouped(february.size())));
   const auto answer = run_column_scan(session.engine, session.engine.lineorder[lo_revenue],
                                       high_revenue, session.options.repeats, &february);
   if (!answer) return answer.error();

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "examples/star/progress.h"
 #include "host/encode_rows.h"
 #include "host/value_forms.h"
+#include "tools/console/progress_line.h"
 
 namespace colx::star {
 namespace {
@@ -155,7 +155,7 @@ host::Result<EncodedColumn> encode_nullable(const Column& column, uint32_t null_
 }
 
 host::Result<std::vector<EncodedColumn>> encode_table(const Table& table) {
-  Progress progress(fmt::format("encoding {}", table.name()), table.columns().size());
+  console::ProgressLine progress(fmt::format("encoding {}", table.name()), table.columns().size());
   std::vector<EncodedColumn> encoded;
   for (size_t column = 0; column < table.columns().size(); ++column) {
     progress.at(column);

@@ -8,8 +8,8 @@
 
 #include "examples/star/calendar.h"
 #include "examples/star/domains.h"
-#include "examples/star/progress.h"
 #include "examples/star/random.h"
+#include "tools/console/progress_line.h"
 
 namespace colx::star {
 namespace {
@@ -52,7 +52,7 @@ Place random_place(Random& random) {
 
 void generate_customers(Table& table, uint32_t rows) {
   Random random = random_for(table.id());
-  Progress progress(fmt::format("generating {}", table.name()), rows);
+  console::ProgressLine progress(fmt::format("generating {}", table.name()), rows);
   table.reserve(rows);
   for (uint32_t key = 1; key <= rows; ++key) {
     if (key % rows_per_progress == 1) progress.at(key);
@@ -70,7 +70,7 @@ void generate_customers(Table& table, uint32_t rows) {
 
 void generate_suppliers(Table& table, uint32_t rows) {
   Random random = random_for(table.id());
-  Progress progress(fmt::format("generating {}", table.name()), rows);
+  console::ProgressLine progress(fmt::format("generating {}", table.name()), rows);
   table.reserve(rows);
   for (uint32_t key = 1; key <= rows; ++key) {
     if (key % rows_per_progress == 1) progress.at(key);
@@ -87,7 +87,7 @@ void generate_suppliers(Table& table, uint32_t rows) {
 
 void generate_parts(Table& table, uint32_t rows) {
   Random random = random_for(table.id());
-  Progress progress(fmt::format("generating {}", table.name()), rows);
+  console::ProgressLine progress(fmt::format("generating {}", table.name()), rows);
   table.reserve(rows);
   for (uint32_t key = 1; key <= rows; ++key) {
     if (key % rows_per_progress == 1) progress.at(key);
@@ -197,7 +197,7 @@ class OrderGenerator {
 
 void generate_orders(Table& table, double scale) {
   const uint32_t rows = row_count(TableId::lineorder, scale);
-  Progress progress("generating lineorder", rows);
+  console::ProgressLine progress("generating lineorder", rows);
   table.reserve(rows);
   OrderGenerator orders(table, scale);
   for (uint32_t order = 0; table.rows() < rows; ++order) {

@@ -5,34 +5,28 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
-#include <exception>
-
 #include "examples/star/demo.h"
 #include "examples/star/options.h"
-#include "examples/star/progress.h"
+#include "tools/console/program_run.h"
 
 namespace {
 
-int fail(const char* message) {
-  std::fprintf(stderr, "colx_star: %s\n", message);
-  return 2;
+using colx::host::Error;
+using colx::host::Result;
+
+// Whether every answer is right.
+Result<bool> run(int argc, const char* const* argv) {
+  const auto parsed = colx::star::parse_options(argc, argv);
+  if (parsed.exit_status == 0) return fmt::print("{}", parsed.text), true;
+  if (parsed.exit_status) return Error{parsed.text};
+  const auto right = colx::star::run_demo(parsed.options);
+  if (right && !*right) fmt::print(stderr, "colx_star: an answer is wrong\n");
+  return right;
 }
 
 }  // namespace
 
-int main(int argc, char** argv) try {
-  const auto parsed = colx::star::parse_options(argc, argv);
-  if (parsed.exit_status == 0) return fmt::print("{}", parsed.text), 0;
-  if (parsed.exit_status) return fail(parsed.text.c_str());
-  colx::star::restore_terminal_on_signals();
-  const auto right = colx::star::run_demo(parsed.options);
-  if (!right) return fail(right.message().c_str());
-  if (!*right) fmt::print(stderr, "colx_star: an answer is wrong\n");
-  if (std::fflush(stdout) != 0) return fail("standard output cannot be written");
-  return *right ? 0 : 1;
-} catch (const std::bad_alloc&) {
-  return fail("out of memory; try a smaller --scale");
-} catch (const std::exception& failure) {
-  return fail(failure.what());  // as a rule: standard output cannot be written
+int main(int argc, char** argv) {
+  return colx::console::run_program("colx_star", "try a smaller --scale",
+                                    [=] { return run(argc, argv); });
 }

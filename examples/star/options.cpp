@@ -6,22 +6,10 @@
 #include <charconv>
 
 #include "examples/star/schema.h"
+#include "tools/console/library_file.h"
 
 namespace colx::star {
 namespace {
-
-// The build puts the library here, two folders above the program; an installed pair is found beside
-// the program or through the system's search path.
-std::filesystem::path default_library() {
-  std::filesystem::path name = "libcolx_x86.so";
-  std::error_code failure;
-  const auto program = std::filesystem::read_symlink("/proc/self/exe", failure);
-  if (failure) return name;
-  const auto beside = program.parent_path();
-  for (const auto& folder : {beside, beside.parent_path().parent_path()})
-    if (std::filesystem::exists(folder / name, failure)) return folder / name;
-  return name;
-}
 
 // Says what is wrong with a scale, nothing if it is one. A NaN is in no range.
 std::string check_scale(const std::string& text) {
@@ -38,7 +26,7 @@ std::string check_scale(const std::string& text) {
 ParsedOptions parse_options(int argc, const char* const* argv) {
   ParsedOptions parsed;
   Options& options = parsed.options;
-  options.library = default_library();
+  options.library = console::default_library_file();
   CLI::App app{
       "Loads the Star Schema Benchmark into compressed column vectors, runs its queries through\n"
       "libcolx_x86.so and checks every answer row by row."};

@@ -13,8 +13,8 @@
 #include <utility>
 
 #include "examples/star/calendar.h"
-#include "examples/star/progress.h"
 #include "examples/star/table_keys.h"
+#include "tools/console/progress_line.h"
 
 namespace colx::star {
 namespace {
@@ -123,7 +123,8 @@ host::Result<Table> read_table(const fs::path& file, TableId id) {
   std::ifstream in(file, std::ios::binary);
   if (!in) return fails(std::strerror(errno));
   const auto bytes = fs::file_size(file, failure);  // for the progress line alone
-  Progress progress(fmt::format("reading {}", file.filename().string()), failure ? 0 : bytes);
+  console::ProgressLine progress(fmt::format("reading {}", file.filename().string()),
+                                 failure ? 0 : bytes);
 
   Table table{id};
   std::string line;

@@ -5,18 +5,13 @@
 #include <algorithm>
 
 #include "examples/star/row_values.h"
+#include "tools/console/figures.h"
 
 namespace colx::star {
 
-std::string grouped(uint64_t number) {
-  std::string digits = fmt::to_string(number);
-  for (size_t left = digits.size(); left > 3; left -= 3) digits.insert(left - 3, 1, ',');
-  return digits;
-}
-
 void print_columns(const Table& table, const std::vector<EncodedColumn>& columns) {
   const double rows = std::max(table.rows(), 1u);
-  fmt::print("\n{}, {} rows\n", table.name(), grouped(table.rows()));
+  fmt::print("\n{}, {} rows\n", table.name(), console::grouped(table.rows()));
   uint64_t stored = 0;
   uint64_t plain = 0;
   for (const EncodedColumn& column : columns) {
@@ -42,9 +37,10 @@ bool print_verdict(bool right) {
 void print_answer(const Answer& answer, const std::optional<std::string>& wrong) {
   for (const Step& step : answer.steps)
     fmt::print("  {:<54} {:<38} {:>11} of {:>11} rows {:>7.0f} M rows/s\n", step.work, step.kernel,
-               grouped(step.hits), grouped(step.rows), step.rows_per_second() / 1e6);
-  fmt::print("  {} rows match{}; {}\n", grouped(answer.count),
-             answer.revenue ? fmt::format(", revenue {}", grouped(*answer.revenue)) : "",
+               console::grouped(step.hits), console::grouped(step.rows),
+               step.rows_per_second() / 1e6);
+  fmt::print("  {} rows match{}; {}\n", console::grouped(answer.count),
+             answer.revenue ? fmt::format(", revenue {}", console::grouped(*answer.revenue)) : "",
              wrong ? fmt::format("WRONG: {}", *wrong) : "the row-by-row evaluation finds the same");
 }
 

@@ -12,9 +12,6 @@
 
 namespace colx::star {
 
-// "6,000,000"
-std::string grouped(uint64_t number);
-
 // How each column is stored, in bytes per row beside its plain size.
 void print_columns(const Table& table, const std::vector<EncodedColumn>& columns);
 

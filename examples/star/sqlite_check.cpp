@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "examples/star/progress.h"
+#include "tools/console/progress_line.h"
 
 namespace colx::star {
 namespace {
@@ -50,7 +50,7 @@ host::Result<void> insert_rows(sqlite3* database, const Table& table) {
     return done;
   auto insert = prepare(database, fmt::format("insert into {} values ({})", table.name(), marks));
   if (!insert) return insert.error();
-  Progress progress(fmt::format("loading {} into SQLite", table.name()), table.rows());
+  console::ProgressLine progress(fmt::format("loading {} into SQLite", table.name()), table.rows());
   for (uint32_t row = 0; row < table.rows(); ++row) {
     if (row % rows_per_progress == 0) progress.at(row);
     int place = 0;

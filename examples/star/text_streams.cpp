@@ -9,6 +9,7 @@
 #include "host/compressed_column.h"
 #include "host/prefix_writer.h"
 #include "host/stream_decoders.h"
+#include "tools/console/figures.h"
 
 namespace colx::star {
 namespace {
@@ -56,8 +57,9 @@ void print_stream(const TextStream& stream) {
   const double part = 100.0 * static_cast<double>(stream.stored_bytes) /
                       static_cast<double>(std::max<uint64_t>(stream.plain_bytes, 1));
   fmt::print("  {:<20} {:<20} {:>9} texts {:>11} of {:>11} bytes, {:>5.1f}%{}\n", stream.column,
-             stream.form, grouped(stream.texts), grouped(stream.stored_bytes),
-             grouped(stream.plain_bytes), part, stream.wrong ? "; WRONG: " + *stream.wrong : "");
+             stream.form, console::grouped(stream.texts), console::grouped(stream.stored_bytes),
+             console::grouped(stream.plain_bytes), part,
+             stream.wrong ? "; WRONG: " + *stream.wrong : "");
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "examples/star/progress.h"
+#include "tools/console/progress_line.h"
 
 namespace colx::star {
 namespace {
@@ -49,7 +49,7 @@ host::Result<void> write_tables(const Tables& tables, const std::filesystem::pat
     const Table& table = tables[id];
     const std::filesystem::path file = folder / fmt::format("{}.tbl", table.name());
     std::ofstream out(file, std::ios::binary);
-    Progress progress(fmt::format("writing {}", table.name()), table.rows());
+    console::ProgressLine progress(fmt::format("writing {}", table.name()), table.rows());
     std::string text;
     for (uint32_t row = 0; row < table.rows() && out; ++row) {
       append_row(text, table, row);
@@ -70,7 +70,8 @@ host::Result<void> write_answers(const std::vector<QueryRecord>& records,
   for (const QueryRecord& record : records) {
     if (&record != &records.front()) out << ",\n";
     out << fmt::format("{{\"name\": {}, \"sql\": {}, \"milliseconds\": {:.3f}, \"rows\": [",
-                       json_text(record.query.name), json_text(record.query.sql()), record.milliseconds);
+                       json_text(record.query.name), json_text(record.query.sql()),
+                       record.milliseconds);
     for (size_t row = 0; row < record.rows.size(); ++row)
       out << (row ? ", " : "") << json_of(record.rows[row]);
     out << "]}";

@@ -150,7 +150,8 @@ def include_faults(tree):
                 continue
             for include in re.findall(r'#include "([^"]+)"', file.read_text()):
                 top = include.split("/")[0]
-                part = "/".join(include.split("/")[:2]) if top == "kernels" else top
+                parted = top in ("kernels", "tools")
+                part = "/".join(include.split("/")[:2]) if parted else top
                 if part != folder:
                     found.add(part)
                 allowed = {"kernels/frame/colx_x86.h"}

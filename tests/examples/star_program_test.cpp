@@ -1,38 +1,22 @@
 // The demo host as its users meet it: the built program, its output and its exit status.
 
 #include <gtest/gtest.h>
-#include <pty.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <string>
 
 #include "tests/examples/tbl_folder.h"
+#include "tests/support/ended_program.h"
 
 namespace colx::star {
 namespace {
 
-struct Outcome {
-  int status;
-  std::string output;  // standard output, and standard error where it was asked for
-};
+using test::EndedProgram;
 
-Outcome run_star(const std::string& arguments) {
-  const std::string command = std::string{COLX_STAR_PROGRAM} + " " + arguments;
-  FILE* const pipe = popen(command.c_str(), "r");
-  Outcome result{-1, {}};
-  if (!pipe) return result;
-  std::array<char, 4096> block;
-  while (const size_t bytes = std::fread(block.data(), 1, block.size(), pipe))
-    result.output.append(block.data(), bytes);
-  const int ended = pclose(pipe);
-  result.status = WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
-  return result;
+EndedProgram run_star(const std::string& arguments) {
+  return test::run_command(COLX_STAR_PROGRAM " " + arguments);
 }
 
 const std::string with_library = "--library " COLX_LIBRARY_FILE " ";
@@ -57,7 +41,7 @@ size_t every_query(const std::string& output) {
 }
 
 TEST(StarProgram, AnswersEveryQueryRightAtTheSmallestScale) {
-  const Outcome demo = run_star(with_library + "--scale 0.01 --repeat 1");
+  const EndedProgram demo = run_star(with_library + "--scale 0.01 --repeat 1");
   EXPECT_EQ(demo.status, 0);
   EXPECT_EQ(occurrences(demo.output, right), every_query(demo.output)) << demo.output;
   EXPECT_EQ(occurrences(demo.output, "WRONG"), 0u) << demo.output;
@@ -65,9 +49,10 @@ TEST(StarProgram, AnswersEveryQueryRightAtTheSmallestScale) {
 }
 
 TEST(StarProgram, ComparesWithSqliteAndPrintsStatistics) {
-  const Outcome demo = run_star(with_library +
-                                "--scale 0.01 --repeat 1 --threads 2 --check plain --check sqlite "
-                                "--stats");
+  const EndedProgram demo =
+      run_star(with_library +
+               "--scale 0.01 --repeat 1 --threads 2 --check plain --check sqlite "
+               "--stats");
   EXPECT_EQ(demo.status, 0);
   EXPECT_EQ(occurrences(demo.output, "finds the same rows\n"), 13u) << demo.output;
   EXPECT_NE(demo.output.find("colx_set_dict_"), std::string::npos);
@@ -108,7 +93,7 @@ TEST(StarProgram, WritesItsAnswersForOtherPrograms) {
 }
 
 TEST(StarProgram, ListsWhatUsesWhatAndEnds) {
-  const Outcome list = run_star(with_library + "--scale 0.02 --list --repeat 1");
+  const EndedProgram list = run_star(with_library + "--scale 0.02 --list --repeat 1");
   EXPECT_EQ(list.status, 0);
   EXPECT_NE(list.output.find("gather "), std::string::npos) << list.output;
   EXPECT_NE(list.output.find("\n  scans of rows with ties            ties\n"), std::string::npos)
@@ -118,7 +103,7 @@ TEST(StarProgram, ListsWhatUsesWhatAndEnds) {
 }
 
 TEST(StarProgram, AnswersRightOnSortedLines) {
-  const Outcome demo = run_star(with_library + "--scale 0.02 --repeat 1 --sort");
+  const EndedProgram demo = run_star(with_library + "--scale 0.02 --repeat 1 --sort");
   EXPECT_EQ(demo.status, 0);
   EXPECT_EQ(occurrences(demo.output, right), every_query(demo.output)) << demo.output;
   EXPECT_NE(demo.output.find("sorted by date"), std::string::npos) << demo.output;
@@ -129,7 +114,7 @@ TEST(StarProgram, FindsTheLibraryOfItsOwnBuild) {
 }
 
 TEST(StarProgram, AnswersFromFilesAndListsTheRows) {
-  const Outcome demo = run_star(with_library + "--data " + small_tables.string());
+  const EndedProgram demo = run_star(with_library + "--data " + small_tables.string());
   EXPECT_EQ(demo.status, 0);
   EXPECT_EQ(occurrences(demo.output, right), every_query(demo.output)) << demo.output;
   EXPECT_NE(demo.output.find("  2 rows match, revenue 30,457,080;"), std::string::npos)
@@ -142,14 +127,14 @@ TEST(StarProgram, AnswersFromFilesAndListsTheRows) {
 }
 
 TEST(StarProgram, PrintsNoProgressWhereNobodyWatches) {
-  const Outcome demo = run_star(with_library + "--scale 0.01 --repeat 1 2>&1");
+  const EndedProgram demo = run_star(with_library + "--scale 0.01 --repeat 1 2>&1");
   EXPECT_EQ(demo.status, 0);
   EXPECT_EQ(demo.output.find('\x1b'), std::string::npos);
   EXPECT_EQ(demo.output.find('\r'), std::string::npos);
 }
 
 TEST(StarProgram, ExplainsItself) {
-  const Outcome help = run_star("--help");
+  const EndedProgram help = run_star("--help");
   EXPECT_EQ(help.status, 0);
   for (const char* option : {"--scale", "--data", "--sort", "--library", "--rows", "--repeat",
                              "--threads", "--check", "--list", "--stats", "--export", "--answers"})
@@ -165,7 +150,7 @@ struct Misuse {
 class StarProgramMisuse : public testing::TestWithParam<Misuse> {};
 
 TEST_P(StarProgramMisuse, EndsWithStatus2AndOneLine) {
-  const Outcome misuse = run_star(std::string{GetParam().arguments} + " 2>&1 >/dev/null");
+  const EndedProgram misuse = run_star(std::string{GetParam().arguments} + " 2>&1 >/dev/null");
   EXPECT_EQ(misuse.status, 2);
   EXPECT_TRUE(misuse.output.starts_with("colx_star: ")) << misuse.output;
   EXPECT_NE(misuse.output.find(GetParam().message), std::string::npos) << misuse.output;
@@ -193,7 +178,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(StarProgram, NamesFileLineAndReasonOfAMalformedLine) {
   const TblFolder folder;
   folder.replace("lineorder", "|24|2162400|", "|24|");
-  const Outcome demo =
+  const EndedProgram demo =
       run_star(with_library + "--data " + folder.path().string() + " 2>&1 >/dev/null");
   EXPECT_EQ(demo.status, 2);
   EXPECT_EQ(demo.output,
@@ -202,49 +187,19 @@ TEST(StarProgram, NamesFileLineAndReasonOfAMalformedLine) {
 }
 
 TEST(StarProgram, SaysSoWhenItsOutputCannotBeWritten) {
-  const Outcome demo = run_star(with_library + "--scale 0.01 --repeat 1 2>&1 >/dev/full");
+  const EndedProgram demo = run_star(with_library + "--scale 0.01 --repeat 1 2>&1 >/dev/full");
   EXPECT_EQ(demo.status, 2);
   EXPECT_TRUE(demo.output.starts_with("colx_star: ")) << demo.output;
 }
 
-// Runs the program on a terminal of its own, sends `signal` once it shows its progress and gives
-// what the terminal received and how the program ended.
-struct Interrupted {
-  std::string screen;
-  int ended = 0;
-};
-
-Interrupted interrupt_on_terminal(int signal) {
-  Interrupted result;
-  int terminal = -1;
-  const pid_t program = forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (program == 0) {
-    setenv("TERM", "xterm", 1);
-    execl(COLX_STAR_PROGRAM, "colx_star", "--scale", "4", "--library", COLX_LIBRARY_FILE, nullptr);
-    _exit(127);
-  }
-  std::array<char, 4096> block;
-  bool sent = false;
-  for (ssize_t bytes; (bytes = read(terminal, block.data(), block.size())) > 0;) {
-    result.screen.append(block.data(), static_cast<size_t>(bytes));
-    if (!sent && result.screen.find(" %") != std::string::npos) {
-      kill(program, signal);
-      sent = true;
-    }
-  }
-  waitpid(program, &result.ended, 0);
-  close(terminal);
-  return result;
-}
-
 TEST(StarProgram, ClearsItsProgressLineBeforeASignalEndsIt) {
   for (const int signal : {SIGINT, SIGTERM}) {
-    const Interrupted program = interrupt_on_terminal(signal);
-    EXPECT_TRUE(WIFSIGNALED(program.ended) && WTERMSIG(program.ended) == signal);
-    EXPECT_TRUE(program.screen.find("generating customer  0 %") != std::string::npos)
-        << program.screen;
-    EXPECT_TRUE(program.screen.ends_with("\r\x1b[K")) << program.screen;
-    EXPECT_EQ(program.screen.find("\x1b[?"), std::string::npos) << "no mode is left to be reset";
+    const EndedProgram demo = test::run_on_terminal(
+        {COLX_STAR_PROGRAM, "--scale", "4", "--library", COLX_LIBRARY_FILE}, signal);
+    EXPECT_EQ(demo.signal, signal);
+    EXPECT_NE(demo.output.find("generating customer  0 %"), std::string::npos) << demo.output;
+    EXPECT_TRUE(demo.output.ends_with("\r\x1b[K")) << demo.output;
+    EXPECT_EQ(demo.output.find("\x1b[?"), std::string::npos) << "no mode is left to be reset";
   }
 }
 

@@ -12,7 +12,7 @@
 
 #include "host/big_endian.h"
 #include "host/column.h"
-#include "tools/inspect/figures.h"
+#include "tools/console/figures.h"
 #include "tools/inspect/kernel_work.h"
 
 namespace colx::inspect {
@@ -128,7 +128,7 @@ Result<KernelWork> make_arithmetic_work(const WorkOrder& order) {
 
   KernelWork work;
   work.column_bytes = 2 * order.rows * made->number_bytes;
-  work.data = fmt::format("two columns, {}, of {}", bytes_text(work.column_bytes),
+  work.data = fmt::format("two columns, {}, of {}", console::bytes_text(work.column_bytes),
                           made->number_bytes == 8 ? "doubles" : "floats");
   work.found = made->is_sum ? "rows summed" : "results";
   work.expected = order.rows;

@@ -10,7 +10,7 @@
 #include "host/column.h"
 #include "host/encode_runs.h"
 #include "host/row_bits.h"
-#include "tools/inspect/figures.h"
+#include "tools/console/figures.h"
 #include "tools/inspect/kernel_work.h"
 
 namespace colx::inspect {
@@ -100,8 +100,8 @@ Result<KernelWork> make_burst_work(const WorkOrder& order) {
   for (const RunBatch& batch : made->batches)
     work.column_bytes += (positions ? batch.runs.positions : batch.runs.lengths).size();
   work.data = fmt::format("{} of run {}, {} runs of 1 to 63 rows, half of them wanted",
-                          bytes_text(work.column_bytes), positions ? "positions" : "lengths",
-                          grouped(made->runs));
+                          console::bytes_text(work.column_bytes),
+                          positions ? "positions" : "lengths", console::grouped(made->runs));
   work.batches = made->batches.size();
   work.run = [made](size_t batch) { return expand(*made, made->batches[batch]); };
   return work;

@@ -4,11 +4,11 @@
 
 #include <algorithm>
 
+#include "tools/console/figures.h"
+#include "tools/console/progress_line.h"
 #include "tools/inspect/column_values.h"
 #include "tools/inspect/delimited_file.h"
-#include "tools/inspect/figures.h"
 #include "tools/inspect/stored_sizes.h"
-#include "tools/inspect/terminal_progress.h"
 
 namespace colx::inspect {
 namespace {
@@ -16,8 +16,8 @@ namespace {
 void print_size(const StoredSize& size, const ColumnValues& values) {
   const auto bytes = static_cast<double>(size.bytes());
   fmt::print("{:<42} {:>14} {:>14} {:>14} {:>9.2f} {:>8.1f} %\n", size.form,
-             grouped(size.data_bytes), grouped(size.dictionary_bytes), grouped(size.bytes()),
-             bytes / static_cast<double>(values.rows()),
+             console::grouped(size.data_bytes), console::grouped(size.dictionary_bytes),
+             console::grouped(size.bytes()), bytes / static_cast<double>(values.rows()),
              values.text_bytes ? 100 * bytes / static_cast<double>(values.text_bytes) : 0.0);
 }
 
@@ -33,7 +33,7 @@ void print_misfits(const std::vector<StoredSize>& sizes) {
 }
 
 std::vector<StoredSize> sizes_with_progress(const ColumnValues& values) {
-  TerminalProgress progress("encoding", 100);
+  console::ProgressLine progress("encoding", 100);
   return stored_sizes(values,
                       [&progress](size_t done, size_t of) { progress.at(done * 100 / of); });
 }
@@ -44,9 +44,9 @@ host::Result<void> print_encodings(const Command& command) {
   const auto column = read_column(command);
   if (!column) return column.error();
   const ColumnValues values = parse_values(column->fields);
-  fmt::print("{}, {}: {} rows, {} NULL; {}\n", command.file, column->name, grouped(values.rows()),
-             grouped(values.nulls), values.description());
-  fmt::print("text in the file: {} bytes, {:.2f} a row\n\n", grouped(values.text_bytes),
+  fmt::print("{}, {}: {} rows, {} NULL; {}\n", command.file, column->name,
+             console::grouped(values.rows()), console::grouped(values.nulls), values.description());
+  fmt::print("text in the file: {} bytes, {:.2f} a row\n\n", console::grouped(values.text_bytes),
              static_cast<double>(values.text_bytes) / static_cast<double>(values.rows()));
 
   const std::vector<StoredSize> sizes = sizes_with_progress(values);

@@ -4,28 +4,15 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
-#include <filesystem>
+
+#include "tools/console/library_file.h"
 
 namespace colx::inspect {
 namespace {
 
-// Beside an installed program, where the build puts the library (two folders above), or wherever
-// the system's search finds the name.
-std::string default_library() {
-  const std::filesystem::path name = "libcolx_x86.so";
-  std::error_code failure;
-  const auto program = std::filesystem::read_symlink("/proc/self/exe", failure);
-  if (failure) return name;
-  const auto folder = program.parent_path();
-  const std::filesystem::path folders[] = {
-#ifdef COLX_INSTALLED_LIBRARY
-      folder / COLX_INSTALLED_LIBRARY,
+#ifndef COLX_INSTALLED_LIBRARY
+#define COLX_INSTALLED_LIBRARY ""
 #endif
-      folder, folder.parent_path().parent_path()};
-  for (const auto& place : folders)
-    if (std::filesystem::exists(place / name, failure)) return (place / name).lexically_normal();
-  return name;
-}
 
 // "10m" is 10,000,000: k, m and g stand for thousands, millions and billions.
 std::optional<uint64_t> row_count(const std::string& text) {
@@ -97,7 +84,7 @@ void add_encode(CLI::App& app, Command& command, SpokenOptions& spoken) {
 ParsedCommand parse_command(int argc, const char* const* argv) {
   ParsedCommand parsed;
   Command& command = parsed.command;
-  command.library = default_library();
+  command.library = console::default_library_file(COLX_INSTALLED_LIBRARY);
   SpokenOptions spoken;
 
   CLI::App app{

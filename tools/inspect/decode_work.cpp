@@ -13,7 +13,7 @@
 
 #include "host/column.h"
 #include "host/encode_codes.h"
-#include "tools/inspect/figures.h"
+#include "tools/console/figures.h"
 #include "tools/inspect/kernel_work.h"
 
 namespace colx::inspect {
@@ -75,8 +75,8 @@ Result<void> add_dictionary(Decoding& made, uint64_t codes_used) {
 }
 
 std::string codes_text(const Decoding& made, uint32_t bits) {
-  return fmt::format("{} of random codes of {} bit{}", bytes_text(made.column.stream_bytes()), bits,
-                     bits == 1 ? "" : "s");
+  return fmt::format("{} of random codes of {} bit{}",
+                     console::bytes_text(made.column.stream_bytes()), bits, bits == 1 ? "" : "s");
 }
 
 Error refused(const Decoding& made, uint32_t status, size_t batch) {
@@ -153,7 +153,7 @@ Result<KernelWork> make_decode_work(const WorkOrder& order) {
   if (auto added = add_dictionary(*made, dictionary_codes(bits)); !added) return added.error();
   KernelWork work;
   work.data = fmt::format("{}, every row, a dictionary of {} texts", codes_text(*made, bits),
-                          grouped(dictionary_codes(bits)));
+                          console::grouped(dictionary_codes(bits)));
   work.found = "values";
   work.expected = order.rows;
   work.column_bytes = made->column.stream_bytes();
@@ -185,7 +185,8 @@ Result<KernelWork> make_symbol_work(const WorkOrder& order) {
                 made->code_bytes);
   KernelWork work;
   work.data = fmt::format("{} of random codes in arrays, a dictionary of {} texts",
-                          bytes_text(made->unpacked.size()), grouped(dictionary_codes(bits)));
+                          console::bytes_text(made->unpacked.size()),
+                          console::grouped(dictionary_codes(bits)));
   work.found = "values";
   work.expected = order.rows;
   work.column_bytes = made->unpacked.size();

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <optional>
 
-#include "tools/inspect/terminal_progress.h"
+#include "tools/console/progress_line.h"
 
 namespace colx::inspect {
 namespace {
@@ -27,7 +27,7 @@ Result<std::string> read_bytes(const std::string& file) {
   if (std::filesystem::is_directory(file, failure))
     return make_error("%s: is a folder, not a file of rows", file.c_str());
   const auto size = std::filesystem::file_size(file, failure);
-  TerminalProgress progress("reading", failure ? 1 : size);
+  console::ProgressLine progress("reading", failure ? 1 : size);
   constexpr size_t block_bytes = 4 << 20;
   std::string bytes;
   for (size_t at = 0; stream;) {
@@ -165,7 +165,7 @@ Result<FileColumn> read_column(const Command& command) {
     reader.rest = start;
     reader.line = 1;
   }
-  TerminalProgress progress("finding fields", column.bytes->size());
+  console::ProgressLine progress("finding fields", column.bytes->size());
   while (!reader.rest.empty()) {
     if (auto row = reader.next(fields); !row) return row.error();
     if (fields.size() <= *at)

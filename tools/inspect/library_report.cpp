@@ -10,8 +10,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "tools/console/figures.h"
 #include "tools/inspect/expected_kernels.h"
-#include "tools/inspect/figures.h"
 
 namespace colx::inspect {
 namespace {
@@ -114,7 +114,7 @@ Result<bool> verify_library(const std::string& file) {
   const SlotFaults slots = slot_faults(*library, symbols);
   bool holds =
       print_fact("functions", fmt::format("all {} are exported", exported_functions), missing);
-  holds &= print_fact("table", fmt::format("{} slots", grouped(COLX_DISPATCH_SLOTS)),
+  holds &= print_fact("table", fmt::format("{} slots", console::grouped(COLX_DISPATCH_SLOTS)),
                       table_faults(*library, symbols));
   holds &= print_fact("kernels", fmt::format("{} of them, each in its slot", slots.filled),
                       slots.kernels);

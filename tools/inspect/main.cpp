@@ -5,11 +5,8 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
-#include <exception>
-#include <new>
-
 #include "host/loader.h"
+#include "tools/console/program_run.h"
 #include "tools/inspect/column_report.h"
 #include "tools/inspect/command_line.h"
 #include "tools/inspect/library_report.h"
@@ -17,14 +14,10 @@
 
 namespace {
 
+using colx::host::Error;
 using colx::host::Library;
 using colx::host::Result;
 using colx::inspect::Command;
-
-int fail(const char* message) {
-  std::fprintf(stderr, "colx-inspect: %s\n", message);
-  return 2;
-}
 
 Result<bool> done(const Result<void>& result) {
   if (!result) return result.error();
@@ -32,7 +25,7 @@ Result<bool> done(const Result<void>& result) {
 }
 
 // Whether what was to be verified holds; true for what verifies nothing.
-Result<bool> run(const Command& command) {
+Result<bool> obey(const Command& command) {
   switch (command.kind) {
     case Command::Kind::verify:
       return colx::inspect::verify_library(command.library);
@@ -52,18 +45,16 @@ Result<bool> run(const Command& command) {
   return true;
 }
 
+Result<bool> run(int argc, const char* const* argv) {
+  const auto parsed = colx::inspect::parse_command(argc, argv);
+  if (parsed.exit_status == 0) return fmt::print("{}", parsed.text), true;
+  if (parsed.exit_status) return Error{parsed.text};
+  return obey(parsed.command);
+}
+
 }  // namespace
 
-int main(int argc, char** argv) try {
-  const auto parsed = colx::inspect::parse_command(argc, argv);
-  if (parsed.exit_status == 0) return fmt::print("{}", parsed.text), 0;
-  if (parsed.exit_status) return fail(parsed.text.c_str());
-  const auto holds = run(parsed.command);
-  if (!holds) return fail(holds.message().c_str());
-  if (std::fflush(stdout) != 0) return fail("standard output cannot be written");
-  return *holds ? 0 : 1;
-} catch (const std::bad_alloc&) {
-  return fail("out of memory; try fewer rows");
-} catch (const std::exception& failure) {
-  return fail(failure.what());  // as a rule: standard output cannot be written
+int main(int argc, char** argv) {
+  return colx::console::run_program("colx-inspect", "try fewer rows",
+                                    [=] { return run(argc, argv); });
 }

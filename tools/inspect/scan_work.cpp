@@ -14,7 +14,7 @@
 #include "host/encode_codes.h"
 #include "host/encode_rows.h"
 #include "host/prepared_scan.h"
-#include "tools/inspect/figures.h"
+#include "tools/console/figures.h"
 #include "tools/inspect/kernel_work.h"
 
 namespace colx::inspect {
@@ -159,7 +159,7 @@ KernelWork work_over(const std::shared_ptr<Scan>& scan, HostServices& services, 
 }
 
 std::string described(const KernelKey& key, const Scan& scan) {
-  const std::string size = bytes_text(scan.column.stream_bytes());
+  const std::string size = console::bytes_text(scan.column.stream_bytes());
   switch (key.encoding) {
     case Encoding::dict:
       return fmt::format("{} of random codes of {} bit{}{}", size, key.bits,
@@ -231,7 +231,7 @@ Result<KernelWork> make_set_work(const WorkOrder& order) {
   if (!set) return set.error();
   KernelWork work = work_over(scan, order.services, std::make_shared<CodeSet>(std::move(*set)));
   work.data = fmt::format("{}, {} of {} codes wanted", described(key, *scan),
-                          grouped(wanted.count()), grouped(codes_used));
+                          console::grouped(wanted.count()), console::grouped(codes_used));
   work.expected = hits;
   return work;
 }

@@ -10,9 +10,9 @@
 #include "host/column.h"
 #include "host/loader.h"
 #include "host/services.h"
-#include "tools/inspect/figures.h"
+#include "tools/console/figures.h"
+#include "tools/console/progress_line.h"
 #include "tools/inspect/kernel_work.h"
-#include "tools/inspect/terminal_progress.h"
 
 namespace colx::inspect {
 namespace {
@@ -82,8 +82,8 @@ Result<bool> prove(const KernelWork& work) {
     }
   }
   if (found == work.expected) return true;
-  fmt::print("WRONG     {} {}, by plain evaluation {}\n", grouped(found), work.found,
-             grouped(work.expected));
+  fmt::print("WRONG     {} {}, by plain evaluation {}\n", console::grouped(found), work.found,
+             console::grouped(work.expected));
   return false;
 }
 
@@ -106,14 +106,15 @@ Result<bool> time_kernel(const Command& command) {
   if (!work) return work.error();
 
   fmt::print("{}\n", (*kernel)->name);
-  fmt::print("data      {} rows in {} batch{}; {}\n", grouped(command.rows), grouped(work->batches),
-             work->batches == 1 ? "" : "es", work->data);
+  fmt::print("data      {} rows in {} batch{}; {}\n", console::grouped(command.rows),
+             console::grouped(work->batches), work->batches == 1 ? "" : "es", work->data);
   auto right = prove(*work);
   if (!right || !*right) return right;
-  fmt::print("found     {} {}, as by plain evaluation\n", grouped(work->expected), work->found);
+  fmt::print("found     {} {}, as by plain evaluation\n", console::grouped(work->expected),
+             work->found);
 
   std::vector<double> seconds;
-  TerminalProgress progress("timing", command.passes);
+  console::ProgressLine progress("timing", command.passes);
   for (uint32_t pass = 0; pass < command.passes; ++pass) {
     const auto begin = std::chrono::steady_clock::now();
     const auto found = run_pass(*work);

@@ -1,4 +1,4 @@
-#include "examples/star/progress.h"
+#include "tools/console/progress_line.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -8,12 +8,12 @@
 #include <csignal>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
-namespace colx::star {
+namespace colx::console {
 namespace {
 
-using namespace std::chrono_literals;
-
+constexpr auto between_draws = std::chrono::milliseconds(100);
 constexpr std::string_view clear_line = "\r\x1b[K";  // carriage return, erase to the line's end
 
 volatile std::sig_atomic_t line_is_open = 0;
@@ -41,22 +41,22 @@ bool terminal_shows_progress() {
 
 }  // namespace
 
-Progress::Progress(std::string step, uint64_t total)
+ProgressLine::ProgressLine(std::string step, uint64_t total)
     : step_(std::move(step)),
       total_(std::max<uint64_t>(total, 1)),
       shown_(terminal_shows_progress()) {}
 
-Progress::~Progress() {
+ProgressLine::~ProgressLine() {
   if (!line_is_open || !shown_) return;
   write_terminal(clear_line);
   line_is_open = 0;
 }
 
-void Progress::at(uint64_t done) {
+void ProgressLine::at(uint64_t done) {
   if (!shown_) return;
   const auto now = std::chrono::steady_clock::now();
   if (now < next_draw_) return;
-  next_draw_ = now + 100ms;
+  next_draw_ = now + between_draws;
   line_is_open = 1;
   const uint64_t percent = std::min(done, total_) * 100 / total_;
   write_terminal(fmt::format("{}{}  {} %", clear_line, step_, percent));
@@ -73,4 +73,4 @@ void restore_terminal_on_signals() {
   }
 }
 
-}  // namespace colx::star
+}  // namespace colx::console

@@ -1,13 +1,13 @@
-#include "tools/inspect/figures.h"
+#include "tools/console/figures.h"
 
 #include <fmt/format.h>
 
-namespace colx::inspect {
+namespace colx::console {
 
 std::string grouped(uint64_t number) {
-  std::string text = std::to_string(number);
-  for (size_t at = text.size(); at > 3;) text.insert(at -= 3, 1, ',');
-  return text;
+  std::string digits = fmt::to_string(number);
+  for (size_t left = digits.size(); left > 3; left -= 3) digits.insert(left - 3, 1, ',');
+  return digits;
 }
 
 std::string bytes_text(uint64_t bytes) {
@@ -16,4 +16,4 @@ std::string bytes_text(uint64_t bytes) {
   return fmt::format("{:.1f} MB", static_cast<double>(bytes) / 1e6);
 }
 
-}  // namespace colx::inspect
+}  // namespace colx::console
