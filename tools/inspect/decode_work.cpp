@@ -55,8 +55,16 @@ Result<std::shared_ptr<Decoding>> make_codes(const WorkOrder& order, uint64_t co
   return made;
 }
 
-// Texts of 3 to 12 bytes: the code and filling.
-Result<void> add_dictionary(Decoding& made, uint64_t codes_used) {
+constexpr uint64_t dictionary_codes(uint32_t bits) {
+  return uint64_t{1} << std::min(bits, 12u);
+}
+
+// Codes with a dictionary of texts of 3 to 11 bytes: the code and filling.
+Result<std::shared_ptr<Decoding>> make_texts(const WorkOrder& order) {
+  const uint64_t codes_used = dictionary_codes(width_bits(order.kernel));
+  auto codes = make_codes(order, codes_used);
+  if (!codes) return codes.error();
+  Decoding& made = **codes;
   std::vector<std::string_view> views;
   made.symbols.reserve(codes_used);
   for (uint64_t code = 0; code < codes_used; ++code)
@@ -71,7 +79,7 @@ Result<void> add_dictionary(Decoding& made, uint64_t codes_used) {
   made.pointers.resize(rows);
   made.lengths.resize(rows);
   made.flags.resize(rows);
-  return {};
+  return codes;
 }
 
 std::string codes_text(const Decoding& made, uint32_t bits) {
@@ -79,8 +87,13 @@ std::string codes_text(const Decoding& made, uint32_t bits) {
                      console::bytes_text(made.column.stream_bytes()), bits, bits == 1 ? "" : "s");
 }
 
-Error refused(const Decoding& made, uint32_t status, size_t batch) {
-  return make_error("%s returned status %u for batch %zu", made.kernel_name, status, batch);
+// Runs the kernel on `source`; errors name it and the batch.
+Result<uint64_t> decoded_rows(const Decoding& made, size_t batch, colx_cv result, colx_cv* source,
+                              colx_kctx kctx = {}) {
+  const uint32_t status = made.kernel(&result, source, &kctx);
+  if (status != COLX_DONE)
+    return make_error("%s returned status %u for batch %zu", made.kernel_name, status, batch);
+  return uint64_t{result.colx_cv_num_set};
 }
 
 uint64_t unpacked_code(const Decoding& made, size_t row) {
@@ -106,8 +119,22 @@ colx_cv decoded_result(Decoding& made) {
   return result;
 }
 
-constexpr uint64_t dictionary_codes(uint32_t bits) {
-  return uint64_t{1} << std::min(bits, 12u);
+// What the works have in common: all but the kernel's arguments and what is right.
+KernelWork work_on(const WorkOrder& order, const Decoding& made, uint64_t column_bytes) {
+  KernelWork work;
+  work.expected = order.rows;
+  work.column_bytes = column_bytes;
+  work.batches = made.column.chunks.size();
+  return work;
+}
+
+// The same for kernels that give values.
+KernelWork work_on_texts(const WorkOrder& order, const std::shared_ptr<Decoding>& made,
+                         uint64_t column_bytes) {
+  KernelWork work = work_on(order, *made, column_bytes);
+  work.found = "values";
+  work.is_right = [made](size_t batch) { return decoded_right(*made, batch); };
+  return work;
 }
 
 }  // namespace
@@ -118,23 +145,16 @@ Result<KernelWork> make_unpack_work(const WorkOrder& order) {
   if (!codes) return codes.error();
   const auto made = *codes;
   made->unpacked.resize((made->column.chunks.front().rows + block_room) * made->code_bytes);
-  KernelWork work;
+  KernelWork work = work_on(order, *made, made->column.stream_bytes());
   work.data = codes_text(*made, bits);
   work.found = made->code_bytes == 1 ? "codes of 1 byte"
                                      : fmt::format("codes of {} bytes", made->code_bytes);
-  work.expected = order.rows;
-  work.column_bytes = made->column.stream_bytes();
-  work.batches = made->column.chunks.size();
   work.run = [made](size_t batch) -> Result<uint64_t> {
     ChunkVector source(made->column, batch);
-    const uint32_t rows = source.chunk().rows;
     colx_cv result{};
     result.colx_cv_data = made->unpacked.data();
-    result.colx_cv_num_of_rows = rows + block_room;
-    colx_kctx kctx{};
-    const uint32_t status = made->kernel(&result, source.cv(), &kctx);
-    if (status != COLX_DONE) return refused(*made, status, batch);
-    return uint64_t{result.colx_cv_num_set};
+    result.colx_cv_num_of_rows = source.chunk().rows + block_room;
+    return decoded_rows(*made, batch, result, source.cv());
   };
   work.is_right = [made](size_t batch) {
     const uint64_t* const wanted = made->codes.data() + batch * max_chunk_rows;
@@ -146,66 +166,43 @@ Result<KernelWork> make_unpack_work(const WorkOrder& order) {
 }
 
 Result<KernelWork> make_decode_work(const WorkOrder& order) {
-  const uint32_t bits = width_bits(order.kernel);
-  auto codes = make_codes(order, dictionary_codes(bits));
-  if (!codes) return codes.error();
-  const auto made = *codes;
-  if (auto added = add_dictionary(*made, dictionary_codes(bits)); !added) return added.error();
-  KernelWork work;
-  work.data = fmt::format("{}, every row, a dictionary of {} texts", codes_text(*made, bits),
-                          console::grouped(dictionary_codes(bits)));
-  work.found = "values";
-  work.expected = order.rows;
-  work.column_bytes = made->column.stream_bytes();
-  work.batches = made->column.chunks.size();
+  auto texts = make_texts(order);
+  if (!texts) return texts.error();
+  const auto made = *texts;
+  KernelWork work = work_on_texts(order, made, made->column.stream_bytes());
+  work.data = fmt::format("{}, every row, a dictionary of {} texts",
+                          codes_text(*made, width_bits(order.kernel)),
+                          console::grouped(made->symbols.size()));
   work.run = [made](size_t batch) -> Result<uint64_t> {
     ChunkVector source(made->column, batch);
-    const uint32_t rows = source.chunk().rows;
-    colx_cv result = decoded_result(*made);
     colx_kctx kctx{};
     kctx.colx_kctx_rows = made->row_list.data();
-    kctx.colx_kctx_num_rows = rows;
-    const uint32_t status = made->kernel(&result, source.cv(), &kctx);
-    if (status != COLX_DONE) return refused(*made, status, batch);
-    return uint64_t{result.colx_cv_num_set};
+    kctx.colx_kctx_num_rows = source.chunk().rows;
+    return decoded_rows(*made, batch, decoded_result(*made), source.cv(), kctx);
   };
-  work.is_right = [made](size_t batch) { return decoded_right(*made, batch); };
   return work;
 }
 
 Result<KernelWork> make_symbol_work(const WorkOrder& order) {
-  const uint32_t bits = width_bits(order.kernel);
-  auto codes = make_codes(order, dictionary_codes(bits));
-  if (!codes) return codes.error();
-  const auto made = *codes;
-  if (auto added = add_dictionary(*made, dictionary_codes(bits)); !added) return added.error();
+  auto texts = make_texts(order);
+  if (!texts) return texts.error();
+  const auto made = *texts;
   made->unpacked.resize(order.rows * made->code_bytes);
   for (size_t row = 0; row < order.rows; ++row)
     std::memcpy(made->unpacked.data() + row * made->code_bytes, &made->codes[row],
                 made->code_bytes);
-  KernelWork work;
+  KernelWork work = work_on_texts(order, made, made->unpacked.size());
   work.data = fmt::format("{} of random codes in arrays, a dictionary of {} texts",
                           console::bytes_text(made->unpacked.size()),
-                          console::grouped(dictionary_codes(bits)));
-  work.found = "values";
-  work.expected = order.rows;
-  work.column_bytes = made->unpacked.size();
-  work.batches = made->column.chunks.size();
+                          console::grouped(made->symbols.size()));
   work.run = [made](size_t batch) -> Result<uint64_t> {
     ChunkVector column(made->column, batch);
-    const uint32_t rows = column.chunk().rows;
-    const size_t first = batch * max_chunk_rows;
     colx_cv source{};
-    source.colx_cv_data = made->unpacked.data() + first * made->code_bytes;
-    source.colx_cv_num_of_rows = rows;
+    source.colx_cv_data = made->unpacked.data() + batch * max_chunk_rows * made->code_bytes;
+    source.colx_cv_num_of_rows = column.chunk().rows;
     source.colx_cv_encoding_context = column.encoding();
-    colx_cv result = decoded_result(*made);
-    colx_kctx kctx{};
-    const uint32_t status = made->kernel(&result, &source, &kctx);
-    if (status != COLX_DONE) return refused(*made, status, batch);
-    return uint64_t{result.colx_cv_num_set};
+    return decoded_rows(*made, batch, decoded_result(*made), &source);
   };
-  work.is_right = [made](size_t batch) { return decoded_right(*made, batch); };
   return work;
 }
 
