@@ -83,6 +83,11 @@ class [[nodiscard]] Result<void> {
   // The same as ok().
   explicit operator bool() const { return ok(); }
 
+  // Nothing; stops the program on an error, as opening it as a value does.
+  void value() const {
+    if (!ok()) stop_on_unchecked_error(message());
+  }
+
   // Only when not ok().
   const Error& error() const { return *error_; }
   // The text of error().

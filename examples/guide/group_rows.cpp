@@ -1,6 +1,5 @@
 // Group keys and sums by group.
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,17 +12,6 @@
 #include "host/value_dictionary.h"
 
 using namespace colx::host;
-
-namespace {
-
-// Ends the program if a call that returns no value failed.
-void check(const Result<void>& done) {
-  if (done) return;
-  std::fprintf(stderr, "%s\n", done.message().c_str());
-  std::exit(2);
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
   const Library library = Library::open(argc > 1 ? argv[1] : "libcolx_x86.so").value();
@@ -47,7 +35,7 @@ int main(int argc, char** argv) {
   // region: sums
   const StoredColumn amounts = store_dsb(amount).value();
   GroupSums sums = GroupSums::create(library, COLX_TYPE_DSB, groups.key_space()).value();
-  check(sums.add(number_rows(amounts, 0).value(), keys));
+  sums.add(number_rows(amounts, 0).value(), keys).value();
   for (uint32_t key = 0; key < groups.key_space(); ++key) {
     const uint32_t city_code = key / groups.place(0) % groups.codes(0);
     const uint32_t year_code = key / groups.place(1) % groups.codes(1);

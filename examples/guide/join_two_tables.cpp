@@ -1,6 +1,6 @@
 // A hash join: hash, filter, build, probe, gather.
 #include <cstdio>
-#include <cstdlib>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -16,16 +16,27 @@ using namespace colx::host;
 
 namespace {
 
-// Ends the program if a call that returns no value failed.
-void check(const Result<void>& done) {
-  if (done) return;
-  std::fprintf(stderr, "%s\n", done.message().c_str());
-  std::exit(2);
-}
-
 KeyRows keys_of(const std::vector<uint32_t>& numbers) {
   const auto* bytes = reinterpret_cast<const uint8_t*>(numbers.data());
   return KeyRows::fixed({bytes, numbers.size() * 4}, 4).value();
+}
+
+void print_names(const Library& library, std::span<const char* const> names,
+                 std::span<const uint16_t> name_lengths, const std::vector<Match>& matches) {
+  // region: gather
+  const KeyRows values = KeyRows::pointers(names, name_lengths).value();
+  const RowStore store = RowStore::build(library, {&values, 1}).value();
+  GatheredRows gathered =
+      GatheredRows::open(library, store, EntryList::build_side(matches)).value();
+  size_t match = 0;
+  for (;;) {
+    const GatheredValues batch = gathered.next().value();
+    if (batch.size() == 0) break;
+    for (size_t i = 0; i < batch.size(); ++i, ++match)
+      std::printf("order %d: %.*s\n", int(matches[match].probe_value), int(batch[i].size()),
+                  batch[i].data());
+  }
+  // end
 }
 
 }  // namespace
@@ -42,13 +53,13 @@ int main(int argc, char** argv) {
 
   // region: hash
   std::vector<uint64_t> build_hashes(customers.size()), probe_hashes(orders.size());
-  check(hash_keys(library, keys_of(customers), build_hashes));
-  check(hash_keys(library, keys_of(orders), probe_hashes));
+  hash_keys(library, keys_of(customers), build_hashes).value();
+  hash_keys(library, keys_of(orders), probe_hashes).value();
   // end
 
   // region: bloom
   BloomFilter filter = BloomFilter::create(library, {.expected_rows = customers.size()}).value();
-  check(filter.add(HashColumn::of(build_hashes)));
+  filter.add(HashColumn::of(build_hashes)).value();
   RowBits may_match(orders.size());
   filter.test(HashColumn::of(probe_hashes), may_match).value();
   std::printf("order 0 may match: %s\n", may_match.test(0) ? "yes" : "no");
@@ -56,7 +67,7 @@ int main(int argc, char** argv) {
 
   // region: build
   JoinTable table = JoinTable::create(library, {.expected_rows = customers.size()}).value();
-  check(table.build(KeyRows::hashes(build_hashes).value(), RowValues::numbered_from(0)));
+  table.build(KeyRows::hashes(build_hashes).value(), RowValues::numbered_from(0)).value();
   // end
 
   // region: candidates
@@ -80,18 +91,5 @@ int main(int argc, char** argv) {
   }
   // end
 
-  // region: gather
-  const KeyRows values = KeyRows::pointers(names, name_lengths).value();
-  const RowStore store = RowStore::build(library, {&values, 1}).value();
-  GatheredRows gathered =
-      GatheredRows::open(library, store, EntryList::build_side(matches)).value();
-  size_t match = 0;
-  for (;;) {
-    const GatheredValues batch = gathered.next().value();
-    if (batch.size() == 0) break;
-    for (size_t i = 0; i < batch.size(); ++i, ++match)
-      std::printf("order %d: %.*s\n", int(matches[match].probe_value), int(batch[i].size()),
-                  batch[i].data());
-  }
-  // end
+  print_names(library, names, name_lengths, matches);
 }

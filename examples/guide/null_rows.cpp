@@ -1,6 +1,5 @@
 // NULL: code 0 of a nullable dictionary, rows withheld by a bit vector, and negation.
 #include <cstdio>
-#include <cstdlib>
 #include <string_view>
 #include <vector>
 
@@ -14,18 +13,42 @@ using namespace colx::host;
 
 namespace {
 
-// Ends the program if a call that returns no value failed.
-void check(const Result<void>& done) {
-  if (done) return;
-  std::fprintf(stderr, "%s\n", done.message().c_str());
-  std::exit(2);
-}
-
 void print_rows(const char* what, const RowBits& hits) {
   std::printf("%s:", what);
   for (uint64_t row = 0; row < hits.size(); ++row)
     if (hits.test(row)) std::printf(" %d", int(row));
   std::printf("\n");
+}
+
+using Stored = DictionaryColumn<int64_t>;
+
+void compare_forms(const Library& library, HostServices& services, const Stored& stored) {
+  // region: plain
+  // The plain form of the same kernel takes code 0 for the smallest value.
+  ChunkVector column(stored.column, 0);
+  RowBits hits(6);
+  colx_cv result = {};
+  result.colx_cv_bits = hits.data();
+  result.colx_cv_num_of_rows = 6;
+  colx_kctx kctx = {};
+  kctx.colx_kctx_env = services.env();
+  const uint32_t code = static_cast<uint32_t>(*stored.dictionary.code_of(10));
+  const void* args[4] = {&code, nullptr, nullptr, column.encoding()};
+  for (const bool null_aware : {false, true}) {
+    const uint8_t key = stored.column.format.key(null_aware);
+    library.scan_kernel(COLX_OPC_NE, key).value()(&result, column.cv(), args, &kctx);
+    print_rows(library.kernel_name(COLX_OPC_NE, key), hits);
+  }
+  // end
+}
+
+void read_back(const Library& library, HostServices& services, const Stored& stored) {
+  // region: decoded
+  ColumnReader reader = ColumnReader::open(library, services, stored.column).value();
+  const ValueBatch batch = reader.next().value();
+  std::printf("row 1 decoded: %s, flag %u\n", batch.is_null(1) ? "NULL" : "a value",
+              batch.flags[1]);
+  // end
 }
 
 }  // namespace
@@ -57,23 +80,7 @@ int main(int argc, char** argv) {
   print_rows("x < 30", scan(Compare::lt, 30));
   // end
 
-  // region: plain
-  // The plain form of the same kernel takes code 0 for the smallest value.
-  ChunkVector column(stored.column, 0);
-  RowBits hits(6);
-  colx_cv result = {};
-  result.colx_cv_bits = hits.data();
-  result.colx_cv_num_of_rows = 6;
-  colx_kctx kctx = {};
-  kctx.colx_kctx_env = services.env();
-  const uint32_t code = static_cast<uint32_t>(*stored.dictionary.code_of(10));
-  const void* args[4] = {&code, nullptr, nullptr, column.encoding()};
-  for (const bool null_aware : {false, true}) {
-    const uint8_t key = stored.column.format.key(null_aware);
-    library.scan_kernel(COLX_OPC_NE, key).value()(&result, column.cv(), args, &kctx);
-    print_rows(library.kernel_name(COLX_OPC_NE, key), hits);
-  }
-  // end
+  compare_forms(library, services, stored);
 
   // region: negation
   // NOT (x < 30) is true where x >= 30, and unknown where x is NULL.
@@ -98,14 +105,9 @@ int main(int argc, char** argv) {
   RowBits reportable(6);
   reportable.set_all();
   reportable.clear(0);
-  check(stored.column.set_reportable(reportable));
+  stored.column.set_reportable(reportable).value();
   print_rows("x = 10 after the delete", scan(Compare::eq, 10));
   // end
 
-  // region: decoded
-  ColumnReader reader = ColumnReader::open(library, services, stored.column).value();
-  const ValueBatch batch = reader.next().value();
-  std::printf("row 1 decoded: %s, flag %u\n", batch.is_null(1) ? "NULL" : "a value",
-              batch.flags[1]);
-  // end
+  read_back(library, services, stored);
 }

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -57,17 +58,10 @@ int32_t day_number(int year, int month, int day) {
 }
 // end
 
-}  // namespace
+// Scans a whole column for the rows that a predicate selects.
+using Scan = std::function<RowBits(const StoredColumn& column, const ValuePredicate& predicate)>;
 
-int main(int argc, char** argv) {
-  const Library library = Library::open(argc > 1 ? argv[1] : "libcolx_x86.so").value();
-  HostServices services(library);
-  const auto run = [&](const StoredColumn& column, const ValuePredicate& predicate) {
-    RowBits hits(column.rows());
-    PreparedScan::on_values(library, column, predicate).value().run(0, hits, services).value();
-    return hits;
-  };
-
+void order_integers(const Scan& run) {
   // region: integers
   const uint64_t temperature[] = {biased(-40), biased(15), biased(-1), biased(0)};
   const StoredColumn temperatures = store_fixed_numbers(temperature, {.width_bytes = 4}).value();
@@ -94,7 +88,9 @@ int main(int argc, char** argv) {
     print_bytes(name, {reinterpret_cast<char*>(form), length});
   }
   // end
+}
 
+void order_dates_and_doubles(const Scan& run) {
   // region: dates
   const uint64_t day[] = {biased(day_number(1969, 12, 31)), biased(day_number(2026, 11, 21)),
                           biased(day_number(2026, 2, 28))};
@@ -112,7 +108,9 @@ int main(int argc, char** argv) {
   store_canonical(negative.low.bytes.data(), 0.0);
   print_rows("reading < 0", run(readings, negative));
   // end
+}
 
+void order_strings(const Library& library, HostServices& services, const Scan& run) {
   // region: strings
   const std::string_view name[] = {"Zoe", "Ann", "Anna", "Bob", "Anne"};
   const auto names = store_dictionary_column<std::string>(name).value();
@@ -132,4 +130,20 @@ int main(int argc, char** argv) {
   before_de.low = stored_constant("DE").value();
   print_rows("country < DE", run(countries, before_de));
   // end
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const Library library = Library::open(argc > 1 ? argv[1] : "libcolx_x86.so").value();
+  HostServices services(library);
+  const Scan run = [&](const StoredColumn& column, const ValuePredicate& predicate) {
+    RowBits hits(column.rows());
+    PreparedScan::on_values(library, column, predicate).value().run(0, hits, services).value();
+    return hits;
+  };
+
+  order_integers(run);
+  order_dates_and_doubles(run);
+  order_strings(library, services, run);
 }

@@ -1,6 +1,5 @@
 // Kernels that stop when their output is full and go on where they stopped.
 #include <cstdio>
-#include <cstdlib>
 #include <vector>
 
 #include "host/column.h"
@@ -11,17 +10,6 @@
 #include "host/services.h"
 
 using namespace colx::host;
-
-namespace {
-
-// Ends the program if a call that returns no value failed.
-void check(const Result<void>& done) {
-  if (done) return;
-  std::fprintf(stderr, "%s\n", done.message().c_str());
-  std::exit(2);
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
   const Library library = Library::open(argc > 1 ? argv[1] : "libcolx_x86.so").value();
@@ -53,7 +41,7 @@ int main(int argc, char** argv) {
   const std::vector<uint64_t> hashes = {11, 22, 11, 33, 11};  // ready-made hash values as keys
   const KeyRows keys = KeyRows::hashes(hashes).value();
   JoinTable table = JoinTable::create(library, {.expected_rows = 5}).value();
-  check(table.build(keys, RowValues::numbered_from(100)));
+  table.build(keys, RowValues::numbered_from(100)).value();
 
   const std::vector<uint64_t> wanted = {22, 11, 44, 33};
   colx_cv probe_keys = {}, row_numbers = {};

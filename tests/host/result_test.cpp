@@ -27,6 +27,7 @@ TEST(Result, HoldsAValueOrAMessage) {
 TEST(Result, OfNothingHoldsSuccessOrAMessage) {
   const Result<void> good;
   EXPECT_TRUE(good);
+  good.value();
   const Result<void> bad = make_error("no");
   ASSERT_FALSE(bad);
   EXPECT_EQ(bad.message(), "no");
@@ -46,6 +47,8 @@ TEST(Result, MessagesHaveNoLimit) {
 
 TEST(ResultDeathTest, AnErrorOpenedAsAValueStopsTheProgramWithItsText) {
   EXPECT_DEATH(half(3).value(), "colx host: an error was opened as a value: 3 is odd");
+  const Result<void> bad = make_error("no");
+  EXPECT_DEATH(bad.value(), "colx host: an error was opened as a value: no");
 }
 
 }  // namespace
