@@ -169,10 +169,8 @@ std::vector<uint32_t> arithmetic_slots(uint32_t form) {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
+BenchProgram bench_program(bool /*quick*/) {
   std::vector<Case> cases;
   for (const SizeClass& size : {in_l2, in_memory})
     for (const uint32_t slot : arithmetic_slots(COLX_FORM_PLAIN))
@@ -181,5 +179,7 @@ int main(int argc, char** argv) {
   for (const SizeClass& size : {in_l2, in_memory})
     for (const uint32_t slot : arithmetic_slots(COLX_FORM_VARIANT))
       cases.push_back(arithmetic_case({slot, Constant::none}, size));
-  return run_program(argc, argv, cases, targets);
+  return {cases, targets};
 }
+
+}  // namespace colx::bench

@@ -165,15 +165,15 @@ Case ones_case(const SizeClass& size, unsigned per_mille) {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
+BenchProgram bench_program(bool /*quick*/) {
   std::vector<Case> cases;
   for (const SizeClass& size : size_classes) {
     cases.push_back(and_case(size));
     cases.push_back(popcnt_case(size));
     for (const unsigned per_mille : {1, 10, 100, 500}) cases.push_back(ones_case(size, per_mille));
   }
-  return run_program(argc, argv, cases, targets);
+  return {cases, targets};
 }
+
+}  // namespace colx::bench

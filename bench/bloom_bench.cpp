@@ -192,10 +192,8 @@ void print_share(const std::vector<Result>& results) {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
+BenchProgram bench_program(bool /*quick*/) {
   std::vector<Case> cases;
   for (const SizeClass* size : {&in_l2, &in_far_memory})
     for (const unsigned width_bits : {32u, 64u})
@@ -205,5 +203,7 @@ int main(int argc, char** argv) {
             if (selective && pass_percent != 50) continue;
             cases.push_back(bloom_case({width_bits, partitioned, selective, pass_percent}, *size));
           }
-  return run_program(argc, argv, cases, targets, print_share);
+  return {cases, targets, print_share};
 }
+
+}  // namespace colx::bench

@@ -86,10 +86,8 @@ bool is_measured(const ScanKernel& kernel, const SizeClass& size) {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
+BenchProgram bench_program(bool /*quick*/) {
   std::vector<Case> cases;
   for (const SizeClass& size : size_classes)
     for (unsigned width_bits = 1; width_bits <= 64; ++width_bits)
@@ -100,5 +98,7 @@ int main(int argc, char** argv) {
             continue;
           if (is_measured(kernel, size)) cases.push_back(scan_case(kernel, size));
         }
-  return run_program(argc, argv, cases, targets);
+  return {cases, targets};
 }
+
+}  // namespace colx::bench

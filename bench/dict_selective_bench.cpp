@@ -142,12 +142,12 @@ void print_crossings(const std::vector<Result>& results) {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
+BenchProgram bench_program(bool /*quick*/) {
   std::vector<Case> cases;
   for (const ScanKernel& kernel : kernels())
     for (const unsigned halving : halvings) cases.push_back(selective_case(kernel, in_l2, halving));
-  return run_program(argc, argv, cases, targets, print_crossings);
+  return {cases, targets, print_crossings};
 }
+
+}  // namespace colx::bench

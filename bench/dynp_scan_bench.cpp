@@ -91,10 +91,8 @@ Case scan_case(const ValueKernel& kernel, const SizeClass& size) {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
+BenchProgram bench_program(bool /*quick*/) {
   std::vector<Case> cases;
   for (const SizeClass& size : {in_l1, in_l2})
     for (const unsigned word_bits : {16u, 32u, 64u})
@@ -103,5 +101,7 @@ int main(int argc, char** argv) {
           const ValueKernel kernel = {opc, COLX_ENC_DYNP, word_bits, tz};
           if (kernel.exists()) cases.push_back(scan_case(kernel, size));
         }
-  return run_program(argc, argv, cases, targets);
+  return {cases, targets};
 }
+
+}  // namespace colx::bench

@@ -156,10 +156,8 @@ bool is_measured(const ValueKernel& kernel, const SizeClass& size) {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
+BenchProgram bench_program(bool /*quick*/) {
   std::vector<Case> cases;
   for (const SizeClass& size : size_classes)
     for (unsigned width_bits = 8; width_bits <= 64; width_bits += 8)
@@ -168,5 +166,7 @@ int main(int argc, char** argv) {
           const ValueKernel kernel = {opc, COLX_ENC_FIXED, width_bits, tz};
           if (is_measured(kernel, size)) cases.push_back(scan_case(kernel, size));
         }
-  return run_program(argc, argv, cases, targets);
+  return {cases, targets};
 }
+
+}  // namespace colx::bench

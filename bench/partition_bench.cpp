@@ -36,9 +36,9 @@ std::vector<Case> all_cases() {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
-  return run_program(argc, argv, all_cases(), targets);
+BenchProgram bench_program(bool /*quick*/) {
+  return {all_cases(), targets};
 }
+
+}  // namespace colx::bench

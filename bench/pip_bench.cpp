@@ -105,13 +105,13 @@ Case polygon_case(Shape shape, const SizeClass& size) {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
+BenchProgram bench_program(bool /*quick*/) {
   std::vector<Case> cases;
   for (const SizeClass& size : {in_l1, in_l2})
     for (const Shape shape : {Shape::smooth, Shape::ragged, Shape::random})
       cases.push_back(polygon_case(shape, size));
-  return run_program(argc, argv, cases, targets);
+  return {cases, targets};
 }
+
+}  // namespace colx::bench

@@ -58,10 +58,8 @@ Contest contest_of(uint32_t value_bytes, uint32_t prefix) {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
+BenchProgram bench_program(bool /*quick*/) {
   std::vector<Case> cases;
   for (uint32_t value_bytes = 1; value_bytes <= 8; ++value_bytes)
     for (uint32_t prefix = 0; prefix <= value_bytes; ++prefix) {
@@ -71,5 +69,7 @@ int main(int argc, char** argv) {
       cases.push_back({name, "", in_l2, rows, 2 * rows * value_bytes,
                        [=] { return contest_of(value_bytes, prefix); }});
     }
-  return run_program(argc, argv, cases, targets);
+  return {cases, targets};
 }
+
+}  // namespace colx::bench

@@ -7,9 +7,7 @@
 
 #include <sched.h>
 
-#include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <set>
@@ -258,11 +256,9 @@ void print_speeds(const std::vector<Result>& results) {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
-  const bool quick = std::any_of(argv, argv + argc,
-                                 [](const char* text) { return !std::strcmp(text, "--quick"); });
-  return run_program(argc, argv, all_cases(quick), targets, print_speeds);
+BenchProgram bench_program(bool quick) {
+  return {all_cases(quick), targets, print_speeds};
 }
+
+}  // namespace colx::bench

@@ -221,10 +221,8 @@ Case convert_case(RowForm form, const SizeClass& size) {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
+BenchProgram bench_program(bool /*quick*/) {
   std::vector<Case> cases;
   for (const SizeClass& size : {in_l2, in_memory}) {
     for (const RowForm form : row_forms) cases.push_back(grouped_case(form, size));
@@ -236,5 +234,7 @@ int main(int argc, char** argv) {
     for (const RowForm form : {RowForm::dsb_8, RowForm::dsb_16, RowForm::dsb_32, RowForm::dsb_64})
       cases.push_back(one_sum_case(form, true, size));
   }
-  return run_program(argc, argv, cases, targets);
+  return {cases, targets};
 }
+
+}  // namespace colx::bench

@@ -173,10 +173,8 @@ void print_ratios() {
 }
 
 }  // namespace
-}  // namespace colx::bench
 
-int main(int argc, char** argv) {
-  using namespace colx::bench;
+BenchProgram bench_program(bool /*quick*/) {
   std::vector<Case> cases;
   for (const SampleText& text : texts())
     for (const uint32_t code_bits : {8, 9, 10})
@@ -187,5 +185,7 @@ int main(int argc, char** argv) {
                          [=, &text] { return contest_of(text, code_bits, by_words); }});
       }
   print_ratios();
-  return run_program(argc, argv, cases, targets);
+  return {cases, targets};
 }
+
+}  // namespace colx::bench

@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -161,14 +162,21 @@ Options take_options(int& argc, char** argv) {
 // Opens a file that was asked for; a name that is empty asks for none.
 bool open_output(const char* program, const std::string& name, std::FILE*& file) {
   if (name.empty() || (file = std::fopen(name.c_str(), "w")) != nullptr) return true;
-  std::fprintf(stderr, "%s: cannot write %s\n", program, name.c_str());
+  std::fprintf(stderr, "%s: cannot write %s: %s\n", program, name.c_str(), std::strerror(errno));
   return false;
 }
 
-}  // namespace
+// Writes out and closes a file that was asked for.
+bool close_output(const char* program, const std::string& name, std::FILE* file) {
+  if (file == nullptr) return true;
+  const bool written = std::ferror(file) == 0;
+  if (std::fclose(file) == 0 && written) return true;
+  std::fprintf(stderr, "%s: %s is not written whole: %s\n", program, name.c_str(),
+               std::strerror(errno));
+  return false;
+}
 
-int run_program(int argc, char** argv, const std::vector<Case>& cases,
-                std::span<const Target> targets, Remarks remarks) {
+int run_program(int argc, char** argv) {
   const Options options = take_options(argc, argv);
   if (!options.good) return 1;
   std::FILE* csv = nullptr;
@@ -176,28 +184,30 @@ int run_program(int argc, char** argv, const std::vector<Case>& cases,
   if (!open_output(argv[0], options.csv, csv)) return 1;
   if (!open_output(argv[0], options.targets, target_csv)) return 1;
 
+  const BenchProgram program = bench_program(options.quick);
   Findings findings;
-  for (const Case& chosen : cases)
+  for (const Case& chosen : program.cases)
     benchmark::RegisterBenchmark(
         (chosen.kernel + "/" + chosen.size.name).c_str(),
         [&](benchmark::State& state) { run_case(state, chosen, options, findings); })
         ->UseManualTime()
         ->Iterations(effort_for(chosen.size, options.quick).rounds);
   TableReporter reporter(findings);
-  benchmark::RunSpecifiedBenchmarks(&reporter, options.filter);
+  const bool any_matched = benchmark::RunSpecifiedBenchmarks(&reporter, options.filter) != 0;
   benchmark::Shutdown();
 
-  if (remarks != nullptr) remarks(findings.results);
-  print_targets(targets, findings.results);
-  if (csv != nullptr) {
-    write_csv(csv, findings.results);
-    std::fclose(csv);
-  }
-  if (target_csv != nullptr) {
-    write_targets(target_csv, targets, findings.results);
-    std::fclose(target_csv);
-  }
-  return findings.wrong_result ? 1 : 0;
+  if (program.remarks != nullptr) program.remarks(findings.results);
+  print_targets(program.targets, findings.results);
+  if (csv != nullptr) write_csv(csv, findings.results);
+  if (target_csv != nullptr) write_targets(target_csv, program.targets, findings.results);
+  const bool written =
+      close_output(argv[0], options.csv, csv) & close_output(argv[0], options.targets, target_csv);
+  return findings.wrong_result || !any_matched || !written ? 1 : 0;
 }
 
+}  // namespace
 }  // namespace colx::bench
+
+int main(int argc, char** argv) {
+  return colx::bench::run_program(argc, argv);
+}

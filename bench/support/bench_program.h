@@ -58,10 +58,20 @@ struct Target {
 struct Result;
 using Remarks = void (*)(const std::vector<Result>& results);
 
+// What a program measures. Each *_bench.cpp defines it, bench_program.cpp has the main() that runs
+// it.
+//
 // Options: --filter=REGEX (cases, as kernel/size), --csv=FILE (a line per case), --targets=FILE
 // (CSV, a line per target), --quick, --kernel-only (no other line is timed); those of Google
-// Benchmark too. Returns 1 if a result was wrong or an option was, never for a timing.
-int run_program(int argc, char** argv, const std::vector<Case>& cases,
-                std::span<const Target> targets, Remarks remarks = nullptr);
+// Benchmark too. The exit status is 1 if a result was wrong, an option was, no case matches or a
+// file cannot be written, never for a timing.
+struct BenchProgram {
+  std::vector<Case> cases;
+  std::span<const Target> targets;
+  Remarks remarks = nullptr;
+};
+
+// `quick`: fewer rounds are asked for.
+BenchProgram bench_program(bool quick);
 
 }  // namespace colx::bench
