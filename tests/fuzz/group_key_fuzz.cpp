@@ -150,28 +150,28 @@ void describe(Column& column, uint32_t rows, colx_cv& vector) {
 }
 
 // The number of keys, 0 if it takes more than 32 bits.
-uint32_t key_space_of(const std::vector<Column>& columns, bool multiplied) {
+uint32_t key_space_of(const std::vector<Column>& columns, bool as_product) {
   uint64_t space = 1;
   for (const Column& column : columns) {
     const uint64_t symbols = column.encoding.colx_enc_ctx_num_symbols;
-    space = multiplied ? space * symbols : ((space - 1) << column.width->code_bits) + symbols;
+    space = as_product ? space * symbols : ((space - 1) << column.width->code_bits) + symbols;
     if (space > UINT32_MAX) return 0;
   }
   return static_cast<uint32_t>(space);
 }
 
-uint32_t key_of(const std::vector<Column>& columns, bool multiplied, uint32_t row) {
+uint32_t key_of(const std::vector<Column>& columns, bool as_product, uint32_t row) {
   uint32_t key = 0;
   for (const Column& column : columns) {
-    key = multiplied ? key * column.encoding.colx_enc_ctx_num_symbols
+    key = as_product ? key * column.encoding.colx_enc_ctx_num_symbols
                      : key << column.width->code_bits % 32;
     key += column.codes[row];
   }
   return key;
 }
 
-// Which rows a call is for, by the higher bits of the form.
-constexpr uint32_t selected = 2, walked = 4, listed = 8;
+// Bits of the form: how keys are composed, and which rows a call is for.
+constexpr uint32_t multiplied = 1, selected = 2, walked = 4, listed = 8;
 
 struct RowChoice {
   std::vector<uint32_t> rows;  // from the first one on
@@ -200,6 +200,18 @@ RowChoice choose_rows(uint32_t form, uint32_t pattern, uint32_t rows, uint32_t f
   return choice;
 }
 
+colx_kctx call_of(const RowChoice& choice, uint32_t form, uint32_t first, colx_env& env) {
+  colx_kctx kctx = {};
+  kctx.colx_kctx_env = &env;
+  kctx.colx_kctx_flags = form & multiplied ? COLX_KCTX_MULTIPLY_KEYS : 0;
+  if (form & walked) kctx.colx_kctx_flags |= COLX_KCTX_SELECTIVE;
+  kctx.colx_kctx_position = first;
+  kctx.colx_kctx_selection = choice.selection.get();
+  kctx.colx_kctx_rows = choice.list.get();
+  kctx.colx_kctx_num_rows = choice.list ? static_cast<uint32_t>(choice.rows.size()) : 0;
+  return kctx;
+}
+
 }  // namespace
 
 extern "C" void host_raise_internal(void*, void*, const char* text, uint64_t) {
@@ -219,7 +231,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const uint32_t rows = input.next(1) * 3;
   uint32_t room = input.next(1) * 3, scratch_rows = 1 + input.next(1);
   const uint32_t first = std::min(input.next(1), rows);
-  const bool multiplied = form & 1;
+  const bool as_product = form & multiplied;
   RowChoice choice = choose_rows(form, input.next(4), rows, first);
   if (choice.list) room = scratch_rows = static_cast<uint32_t>(choice.rows.size());
   std::vector<Column> columns(count);
@@ -241,19 +253,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   env.colx_env_free = release;
   env.colx_env_alloc_cached = allocate_cached;
   env.colx_env_decode = decode;
-  colx_kctx kctx = {};
-  kctx.colx_kctx_env = &env;
-  kctx.colx_kctx_flags = multiplied ? COLX_KCTX_MULTIPLY_KEYS : 0;
-  if (form & walked) kctx.colx_kctx_flags |= COLX_KCTX_SELECTIVE;
-  kctx.colx_kctx_position = first;
-  kctx.colx_kctx_selection = choice.selection.get();
-  kctx.colx_kctx_rows = choice.list.get();
-  kctx.colx_kctx_num_rows = choice.list ? static_cast<uint32_t>(choice.rows.size()) : 0;
+  colx_kctx kctx = call_of(choice, form, first, env);
   uint32_t told_space = 0;
   const uint32_t status =
       colx_groupkey_dydi(&res, &told_space, vectors.data(), count, &scratch, &kctx);
 
-  const uint32_t key_space = key_space_of(columns, multiplied);
+  const uint32_t key_space = key_space_of(columns, as_product);
   if (key_space == 0) {
     require(status == COLX_KEY_SPACE_TOO_BIG, "a key space above 32 bits is served");
     return 0;
@@ -268,7 +273,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   else
     require(status == COLX_DONE || written == room, "out of room with room left");
   for (size_t i = 0; i < written; ++i)
-    require(keys[i] == key_of(columns, multiplied, choice.rows[i]),
+    require(keys[i] == key_of(columns, as_product, choice.rows[i]),
             "a key is not what its codes say");
   return 0;
 }

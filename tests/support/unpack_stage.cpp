@@ -134,11 +134,7 @@ size_t UnpackStage::element_bytes() const {
   return oracle::unpacked_bytes(batch_.width_bits, batch_.kctx_flags);
 }
 
-void UnpackStage::set(const UnpackBatch& batch) {
-  batch_ = batch;
-  stream_ = oracle::pack_codes(batch.codes, batch.width_bits);
-  void* const untouchable = nowhere_.unreadable();
-
+void UnpackStage::set_encoding(const UnpackBatch& batch, void* untouchable) {
   std::memset(&encoding, 0, sizeof encoding);
   encoding.colx_enc_ctx_key = colx_column_key(COLX_ENC_DICT, colx_width_code(batch.width_bits), 0);
   encoding.colx_enc_ctx_symbols = encoding.colx_enc_ctx_cla = untouchable;
@@ -154,6 +150,13 @@ void UnpackStage::set(const UnpackBatch& batch) {
   encoding.colx_enc_ctx_flags = COLX_DICT | (batch.run_length ? COLX_RLE : 0) |
                                 (batch.store != Store::plain ? COLX_COMPRESSED : 0);
   encoding.colx_enc_ctx_width = batch.width_bits;
+}
+
+void UnpackStage::set(const UnpackBatch& batch) {
+  batch_ = batch;
+  stream_ = oracle::pack_codes(batch.codes, batch.width_bits);
+  void* const untouchable = nowhere_.unreadable();
+  set_encoding(batch, untouchable);
 
   std::memset(&src, 0, sizeof src);
   rows_.place(src, host, stream_, stream_slack_bytes, batch.store, batch.edge, batch.decode_status);

@@ -101,6 +101,7 @@ class UnpackStage {
 
  private:
   size_t element_bytes() const;
+  void set_encoding(const UnpackBatch& batch, void* untouchable);
 
   UnpackBatch batch_;
   Bytes stream_;
