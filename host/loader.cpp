@@ -185,6 +185,8 @@ Processor this_processor() {
 
 Result<Library> Library::open(const std::string& file, Processor processor) {
   if (auto fit = check_processor(processor); !fit) return fit.error();
+  if (file.empty())  // dlopen takes it for the program itself
+    return make_error("the name of a library file is missing; libcolx_x86.so is searched for");
   if (file.find('/') != std::string::npos)
     if (auto readable = check_file(file); !readable) return readable.error();
 

@@ -26,6 +26,7 @@ class Library {
   // Opens the shared object `file` (a path with a '/' is taken as it is, another one is searched
   // for as dlopen does) and proves what it is. Errors, in the order of the checks:
   //   the processor has no SSE4.2 or no POPCNT: nothing is opened
+  //   the name is empty
   //   the file cannot be read, is not ELF, not a 64-bit x86-64 shared object (paths only)
   //   the system's loader refuses it; its text is passed on. A library that cannot find
   //     host_raise_internal needs a program that exports it (CMake: ENABLE_EXPORTS)

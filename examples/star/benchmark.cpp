@@ -41,7 +41,7 @@ void print_rows_of(const StarAnswer& answer, size_t listed) {
   for (size_t row = 0; row < std::min(listed, answer.rows.size()); ++row)
     fmt::print("    {}\n", text_of(answer.rows[row]));
   if (answer.rows.size() > listed)
-    fmt::print("    and {} rows more\n", console::grouped(answer.rows.size() - listed));
+    fmt::print("    and {} more\n", console::grouped(answer.rows.size() - listed));
 }
 
 // True if SQLite finds the same rows; adds its time to `seconds`.

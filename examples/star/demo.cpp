@@ -77,6 +77,14 @@ host::Result<std::optional<SqliteStar>> load_sqlite(const Tables& tables, const 
   return std::optional<SqliteStar>(std::move(*star));
 }
 
+// What could not be written in the end is better known before the work.
+host::Result<void> check_outputs(const Options& options) {
+  if (options.export_folder)
+    if (auto made = make_folder(*options.export_folder); !made) return made;
+  if (options.answers) return check_writable(*options.answers);
+  return {};
+}
+
 }  // namespace
 
 host::Result<bool> run_demo(const Options& options) {
@@ -84,6 +92,7 @@ host::Result<bool> run_demo(const Options& options) {
   if (!library) return library.error();
   fmt::print("library {}, version {}\n", library->file(), library->record().colx_sctx_version);
   host::HostServices services(*library);
+  if (auto able = check_outputs(options); !able) return able.error();
   auto tables = load(options);
   if (!tables) return tables.error();
   if (options.export_folder) {

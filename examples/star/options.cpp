@@ -7,6 +7,7 @@
 
 #include "examples/star/schema.h"
 #include "tools/console/library_file.h"
+#include "tools/console/option_checks.h"
 
 namespace colx::star {
 namespace {
@@ -37,10 +38,12 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
           ->capture_default_str();
   app.add_option("--data", options.data, "Read lineorder.tbl, customer.tbl, ... in this folder")
       ->type_name("DIR")
+      ->check(console::check_name)
       ->excludes(scale);
   app.add_flag("--sort", options.sort, "Store lineorder in the order of its dates");
   app.add_option("--library", options.library, "Kernel library to open")
       ->type_name("FILE")
+      ->check(console::check_name)
       ->capture_default_str();
   app.add_option("--rows", options.listed_rows, "Matching rows to print for each query")
       ->check(CLI::Range(0u, 1000u))
@@ -57,9 +60,11 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
       ->take_last()
       ->capture_default_str();
   app.add_option("--export", options.export_folder, "Write the tables as .tbl files, and end")
-      ->type_name("DIR");
+      ->type_name("DIR")
+      ->check(console::check_name);
   app.add_option("--answers", options.answers, "Write the benchmark's answers as JSON, and end")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(console::check_name);
   app.add_flag("--list", options.list, "Tell which query and command uses which kernels, and end");
   app.add_flag("--stats", options.stats, "Print the calls and the speed of the queries' kernels");
   try {
@@ -69,7 +74,7 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
     parsed.text = app.help();
   } catch (const CLI::ParseError& wrong) {
     parsed.exit_status = 2;
-    parsed.text = wrong.what();
+    parsed.text = fmt::format("{}; see colx_star --help", wrong.what());
   }
   options.check_sqlite = check == "sqlite";
   return parsed;

@@ -2,8 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 
 #include "tools/console/progress_line.h"
 
@@ -13,7 +16,7 @@ namespace {
 constexpr uint32_t rows_per_block = 4096;
 
 host::Error not_written(const std::filesystem::path& file) {
-  return host::make_error("%s cannot be written", file.c_str());
+  return host::make_error("%s cannot be written: %s", file.c_str(), std::strerror(errno));
 }
 
 void append_row(std::string& text, const Table& table, uint32_t row) {
@@ -44,11 +47,26 @@ std::string json_of(const AnswerRow& row) {
 
 }  // namespace
 
+host::Result<void> check_writable(const std::filesystem::path& file) {
+  if (!std::ofstream(file, std::ios::binary | std::ios::app)) return not_written(file);
+  return {};
+}
+
+host::Result<void> make_folder(const std::filesystem::path& folder) {
+  std::error_code failure;
+  std::filesystem::create_directories(folder, failure);
+  if (failure)
+    return host::make_error("%s cannot be made a folder: %s", folder.c_str(),
+                            failure.message().c_str());
+  return {};
+}
+
 host::Result<void> write_tables(const Tables& tables, const std::filesystem::path& folder) {
   for (const TableId id : table_ids) {
     const Table& table = tables[id];
     const std::filesystem::path file = folder / fmt::format("{}.tbl", table.name());
     std::ofstream out(file, std::ios::binary);
+    if (!out) return not_written(file);
     console::ProgressLine progress(fmt::format("writing {}", table.name()), table.rows());
     std::string text;
     for (uint32_t row = 0; row < table.rows() && out; ++row) {

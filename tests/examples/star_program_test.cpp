@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -73,11 +74,13 @@ TEST(StarProgram, WritesFilesThatItReadsToTheSameTables) {
   const TblFolder first, second;
   const std::string to = " --export ";
   EXPECT_EQ(run_star(with_library + "--scale 0.01" + to + first.path().string()).status, 0);
-  EXPECT_EQ(run_star(with_library + "--data " + first.path().string() + to + second.path().string())
-                .status,
-            0);
+  const std::filesystem::path made = second.path() / "made" / "on the way";
+  EXPECT_EQ(
+      run_star(with_library + "--data " + first.path().string() + to + "'" + made.string() + "'")
+          .status,
+      0);
   for (const char* table : {"lineorder", "customer", "supplier", "part", "date"})
-    EXPECT_TRUE(same_bytes(first.file(table), second.file(table))) << table;
+    EXPECT_TRUE(same_bytes(first.file(table), made / (std::string(table) + ".tbl"))) << table;
 }
 
 TEST(StarProgram, WritesItsAnswersForOtherPrograms) {
@@ -165,10 +168,18 @@ INSTANTIATE_TEST_SUITE_P(
                     Misuse{"--scale many", "--scale: many is not a number"},
                     Misuse{"--repeat 0", "--repeat"}, Misuse{"--threads 0", "--threads"},
                     Misuse{"--check oracle", "--check"},
-                    Misuse{"--scale 0.01 --export /nowhere/at/all",
-                           "/nowhere/at/all/lineorder.tbl cannot be written"},
-                    Misuse{"--scale 0.01 --repeat 1 --answers /nowhere/a",
-                           "/nowhere/a cannot be written"},
+                    Misuse{"--scale 0.01 --export /proc/at/all",
+                           "/proc/at/all cannot be made a folder: No such file or directory"},
+                    Misuse{"--scale 0.01 --export /proc",
+                           "/proc/lineorder.tbl cannot be written: No such file or directory"},
+                    Misuse{"--scale 100 --answers /nowhere/a",  // before tables are made
+                           "/nowhere/a cannot be written: No such file or directory"},
+                    Misuse{"--scale 0.01 --repeat 1 --answers /dev/full",
+                           "/dev/full cannot be written: No space left on device"},
+                    Misuse{"--scale 0.01 --export ''", "--export: a name is missing"},
+                    Misuse{"--scale 0.01 --answers ''", "--answers: a name is missing"},
+                    Misuse{"--data ''", "--data: a name is missing"},
+                    Misuse{"--library '' --scale 0.01", "--library: a name is missing; see"},
                     Misuse{"--speed 3", "--speed"}, Misuse{"tables", "tables"},
                     Misuse{"--scale 1 --data .", "excludes"},
                     Misuse{"--data /nowhere/at/all", "/nowhere/at/all is not a directory"},

@@ -76,6 +76,11 @@ TEST(Loader, RefusesAProcessorBeforeItLooksForTheFile) {
       "this processor lacks SSE4.2 and POPCNT, which the kernels need; no library was opened");
 }
 
+TEST(Loader, SaysThatANameIsMissing) {
+  EXPECT_EQ(Library::open("").message(),
+            "the name of a library file is missing; libcolx_x86.so is searched for");
+}
+
 TEST(Loader, SaysThatAFileIsMissing) {
   EXPECT_EQ(open_error("/nowhere/at/all.so"),
             "/nowhere/at/all.so: cannot be opened: No such file or directory");

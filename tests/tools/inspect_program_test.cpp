@@ -181,6 +181,15 @@ TEST(InspectProgram, TellsTheSizesOfTextsAndNulls) {
   EXPECT_HOLDS(size.output, "row 1 needs more digits than a float has");
 }
 
+TEST(InspectProgram, PassesOverAByteOrderMark) {
+  const RowFile file(".csv", "\xEF\xBB\xBFyear,price\n1992,5\n");
+  const EndedProgram year = inspect("encode " + file.name + " year");
+  EXPECT_EQ(year.status, 0) << year.output;
+  EXPECT_HOLDS(year.output, ", year: 1 rows, 0 NULL; integers from 1992 to 1992\n");
+  const RowFile empty(".csv", "\xEF\xBB\xBF");
+  EXPECT_HOLDS(inspect("encode " + empty.name + " 1").output, ": is empty\n");
+}
+
 TEST(InspectProgram, ReadsTblFilesWithoutHeader) {
   const RowFile file(".tbl", "1|00042|abc|\n2|00043|abd|\n-3|00044|abe|\n");
   const EndedProgram code = inspect("encode " + file.name + " 2");
@@ -225,7 +234,8 @@ TEST(InspectProgram, EndsWithStatus2OnWrongUse) {
   for (const char* arguments :
        {"", "unknown", "verify more", "time", "time colx_eq_dict_8bit --rows 0",
         "time colx_eq_dict_8bit --rows 10q", "time colx_eq_dict_8bit --rows 1g",
-        "time colx_eq_dict_8bit --passes 0", "encode", "encode x.csv 1 --separator ab"}) {
+        "time colx_eq_dict_8bit --passes 0", "time colx_eq_dict_8bit --seed -1",
+        "verify --library ''", "encode", "encode '' 1", "encode x.csv 1 --separator ab"}) {
     const EndedProgram wrong = inspect(arguments);
     EXPECT_EQ(wrong.status, 2) << arguments;
     EXPECT_EQ(wrong.output.rfind("colx-inspect: ", 0), 0u) << wrong.output;

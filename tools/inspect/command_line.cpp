@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "tools/console/library_file.h"
+#include "tools/console/option_checks.h"
 
 namespace colx::inspect {
 namespace {
@@ -53,7 +54,9 @@ void add_time(CLI::App& app, Command& command, std::string& rows) {
   time->add_option("--rows", rows, "Rows, with k, m or g for thousands, millions, billions")
       ->check(check_row_count)
       ->capture_default_str();
-  time->add_option("--seed", command.seed, "Of the made data")->capture_default_str();
+  time->add_option("--seed", command.seed, "Of the made data")
+      ->check(console::check_number)
+      ->capture_default_str();
   time->add_option("--passes", command.passes, "Timed passes; best and median count")
       ->check(CLI::Range(1u, 1000u))
       ->capture_default_str();
@@ -64,7 +67,9 @@ void add_encode(CLI::App& app, Command& command, SpokenOptions& spoken) {
   auto* encode = app.add_subcommand(
       "encode",
       "Encode a column of a .csv or .tbl file in each form that fits, and tell the sizes");
-  encode->add_option("FILE", command.file, "Rows of fields, .tbl with | behind each")->required();
+  encode->add_option("FILE", command.file, "Rows of fields, .tbl with | behind each")
+      ->check(console::check_name)
+      ->required();
   encode->add_option(
       "COLUMN", command.column,
       "Its name in the header, or its number from 1; without it the columns are told");
@@ -95,6 +100,7 @@ ParsedCommand parse_command(int argc, const char* const* argv) {
   app.set_version_flag("--version", "colx-inspect " COLX_INSPECT_VERSION);
   app.add_option("--library", command.library, "Library file to open")
       ->type_name("FILE")
+      ->check(console::check_name)
       ->capture_default_str();
   app.fallthrough();
   app.add_subcommand("verify", "Verify the library's record, functions, table and names")

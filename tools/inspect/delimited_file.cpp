@@ -41,6 +41,9 @@ Result<std::string> read_bytes(const std::string& file) {
   return bytes;
 }
 
+// What some programs put before the first line of a file in UTF-8.
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
 // Walks the fields of a file.
 struct FieldReader {
   const std::string& file;
@@ -153,6 +156,7 @@ Result<FileColumn> read_column(const Command& command) {
   const bool has_header = command.has_header.value_or(!is_tbl);
   FieldReader reader{command.file, *column.bytes, command.separator.value_or(is_tbl ? '|' : ','),
                      !is_tbl,      is_tbl,        column.unquoted};
+  if (reader.rest.starts_with(byte_order_mark)) reader.rest.remove_prefix(byte_order_mark.size());
   if (reader.rest.empty()) return make_error("%s: is empty", command.file.c_str());
 
   std::vector<std::string_view> fields;
