@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/value_forms.h"
+#include "tests/host/comparisons.h"
 
 namespace colx::host {
 namespace {
@@ -52,44 +53,17 @@ struct Key {
   int code;
 };
 
-int order(const Key& a, const Key& b, bool ties) {
-  if (const int by_value = a.bytes.compare(b.bytes)) return by_value;
-  return ties ? a.code - b.code : 0;
+std::partial_ordering order(const Key& a, const Key& b, bool ties) {
+  if (const auto by_value = a.bytes <=> b.bytes; by_value != 0) return by_value;
+  return ties ? a.code <=> b.code : std::strong_ordering::equal;
 }
 
 bool holds(const ValuePredicate& p, const Key& row) {
   const auto versus = [&](const StoredConstant& constant) {
     return order(row, {bytes_of(constant), constant.tie_code}, p.ties);
   };
-  const int low = versus(p.low), high = versus(p.high);
-  switch (p.compare) {
-    case Compare::eq:
-      return low == 0;
-    case Compare::ne:
-      return low != 0;
-    case Compare::lt:
-      return low < 0;
-    case Compare::le:
-      return low <= 0;
-    case Compare::gt:
-      return low > 0;
-    case Compare::ge:
-      return low >= 0;
-    case Compare::gt_lt:
-      return low > 0 && high < 0;
-    case Compare::gt_le:
-      return low > 0 && high <= 0;
-    case Compare::ge_lt:
-      return low >= 0 && high < 0;
-    case Compare::ge_le:
-      return low >= 0 && high <= 0;
-  }
-  return false;
+  return holds(p.compare, versus(p.low), versus(p.high));
 }
-
-constexpr Compare comparisons[] = {Compare::eq,    Compare::lt,   Compare::gt,    Compare::le,
-                                   Compare::ge,    Compare::ne,   Compare::gt_lt, Compare::gt_le,
-                                   Compare::ge_lt, Compare::ge_le};
 
 // Rows and constants around the edges: short, as long as the row, longer, all ones.
 std::vector<StoredConstant> constants_around(uint32_t row_bytes) {

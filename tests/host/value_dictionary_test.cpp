@@ -1,4 +1,5 @@
 #include "host/value_dictionary.h"
+#include "tests/host/comparisons.h"
 
 #include <gtest/gtest.h>
 
@@ -105,36 +106,6 @@ TEST(Dictionary, RefusesValuesWithoutAPlaceAndNamesTheEntry) {
   EXPECT_EQ(Dictionary<std::string>::build(std::vector<std::string_view>{longer}).message(),
             "entry 0 has 65536 bytes; a dictionary value has at most 65535");
 }
-
-bool holds(Compare compare, int64_t x, int64_t low, int64_t high) {
-  switch (compare) {
-    case Compare::eq:
-      return x == low;
-    case Compare::lt:
-      return x < low;
-    case Compare::gt:
-      return x > low;
-    case Compare::le:
-      return x <= low;
-    case Compare::ge:
-      return x >= low;
-    case Compare::ne:
-      return x != low;
-    case Compare::gt_lt:
-      return low < x && x < high;
-    case Compare::gt_le:
-      return low < x && x <= high;
-    case Compare::ge_lt:
-      return low <= x && x < high;
-    case Compare::ge_le:
-      return low <= x && x <= high;
-  }
-  return false;
-}
-
-constexpr Compare comparisons[] = {Compare::eq,    Compare::lt,   Compare::gt,    Compare::le,
-                                   Compare::ge,    Compare::ne,   Compare::gt_lt, Compare::gt_le,
-                                   Compare::ge_lt, Compare::ge_le};
 
 // Every comparison with every constant in, between and around the values selects by codes what it
 // selects by values, and its constants fit the dictionary's own width.

@@ -8,52 +8,24 @@
 
 #include "host/encode_rows.h"
 #include "host/prepared_scan.h"
+#include "tests/host/comparisons.h"
 #include "tests/support/seeded_random.h"
 
 namespace colx::host {
 namespace {
 
-constexpr Compare comparisons[] = {Compare::eq,    Compare::lt,   Compare::gt,    Compare::le,
-                                   Compare::ge,    Compare::ne,   Compare::gt_lt, Compare::gt_le,
-                                   Compare::ge_lt, Compare::ge_le};
-
-// -1, 0 or 1: the values as if zero bytes followed, then, with ties, their lengths.
-int order(std::string a, std::string b, bool ties) {
-  const int lengths = (a.size() > b.size()) - (a.size() < b.size());
+// The values as if zero bytes followed, then, with ties, their lengths.
+std::partial_ordering order(std::string a, std::string b, bool ties) {
+  const auto lengths = a.size() <=> b.size();
   a.resize(8);
   b.resize(8);
-  const int values = a.compare(b);
-  if (values != 0) return values < 0 ? -1 : 1;
-  return ties ? lengths : 0;
+  const auto values = a <=> b;
+  return values == 0 && ties ? lengths : values;
 }
 
 bool holds(Compare compare, const std::string& value, const std::string& low,
            const std::string& high, bool ties) {
-  const int from_low = order(value, low, ties);
-  const int from_high = order(value, high, ties);
-  switch (compare) {
-    case Compare::eq:
-      return from_low == 0;
-    case Compare::ne:
-      return from_low != 0;
-    case Compare::lt:
-      return from_low < 0;
-    case Compare::le:
-      return from_low <= 0;
-    case Compare::gt:
-      return from_low > 0;
-    case Compare::ge:
-      return from_low >= 0;
-    case Compare::gt_lt:
-      return from_low > 0 && from_high < 0;
-    case Compare::gt_le:
-      return from_low > 0 && from_high <= 0;
-    case Compare::ge_lt:
-      return from_low >= 0 && from_high < 0;
-    case Compare::ge_le:
-      return from_low >= 0 && from_high <= 0;
-  }
-  return false;
+  return holds(compare, order(value, low, ties), order(value, high, ties));
 }
 
 // Few different bytes, zeros among them, so that values tie and begin alike.
