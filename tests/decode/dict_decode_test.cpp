@@ -34,23 +34,6 @@ std::vector<uint32_t> random_lengths(size_t count, Random& random) {
   return lengths;
 }
 
-uint16_t length_of(size_t row) {
-  uint16_t length;
-  std::memcpy(&length, static_cast<uint8_t*>(value_decode_stage().res.colx_cv_aux) + 2 * row, 2);
-  return length;
-}
-
-uint16_t indicator_of(size_t row) {
-  return value_decode_stage().res.colx_cv_row_flags[row];
-}
-
-// Where the row's value begins, in bytes from the first value's begin.
-int64_t offset_of(size_t row) {
-  const uint8_t* value;
-  std::memcpy(&value, static_cast<uint8_t*>(value_decode_stage().res.colx_cv_data) + 8 * row, 8);
-  return value - static_cast<const uint8_t*>(value_decode_stage().encoding.colx_enc_ctx_symbols);
-}
-
 TEST(DictDecode, OneLengthAtEveryWidthAndListLength) {
   for (const unsigned width : decode_widths) {
     Random random(width);
@@ -91,8 +74,8 @@ TEST(DictDecode, LengthZeroMakesAllRowsNullAndTouchesNothingElse) {
       batch.store = store;
       EXPECT_EQ(run_decode(batch), COLX_DONE);
       for (size_t row = 0; row < 9; ++row) {
-        EXPECT_EQ(indicator_of(row), 2u);
-        EXPECT_EQ(length_of(row), 0u);
+        EXPECT_EQ(value_decode_stage().indicator(row), 2u);
+        EXPECT_EQ(value_decode_stage().length(row), 0u);
       }
       EXPECT_EQ(decode_difference(batch), "");  // no host call, no pointer written
     }
@@ -117,12 +100,12 @@ TEST(DictDecode, AnEmptyValueKeepsItsOffsetAndIsNull) {
   batch.list = {0, 1, 2};
   batch.dictionary = cumulative_dictionary(std::vector<uint32_t>{5, 0, 7});
   run_decode(batch);
-  EXPECT_EQ(offset_of(1), 5);
-  EXPECT_EQ(length_of(1), 0u);
-  EXPECT_EQ(indicator_of(1), 2u);
-  EXPECT_EQ(offset_of(2), 5);
-  EXPECT_EQ(length_of(2), 7u);
-  EXPECT_EQ(indicator_of(2), 0u);
+  EXPECT_EQ(value_decode_stage().offset(1), 5);
+  EXPECT_EQ(value_decode_stage().length(1), 0u);
+  EXPECT_EQ(value_decode_stage().indicator(1), 2u);
+  EXPECT_EQ(value_decode_stage().offset(2), 5);
+  EXPECT_EQ(value_decode_stage().length(2), 7u);
+  EXPECT_EQ(value_decode_stage().indicator(2), 0u);
 }
 
 TEST(DictDecode, AValueOf65536BytesReadsAsNull) {
@@ -132,12 +115,12 @@ TEST(DictDecode, AValueOf65536BytesReadsAsNull) {
   batch.list = {0, 1, 2};
   batch.dictionary = cumulative_dictionary(std::vector<uint32_t>{65536, 65535, 65537});
   run_decode(batch);
-  EXPECT_EQ(length_of(0), 0u);
-  EXPECT_EQ(indicator_of(0), 2u);
-  EXPECT_EQ(length_of(1), 65535u);
-  EXPECT_EQ(indicator_of(1), 0u);
-  EXPECT_EQ(length_of(2), 1u);
-  EXPECT_EQ(indicator_of(2), 0u);
+  EXPECT_EQ(value_decode_stage().length(0), 0u);
+  EXPECT_EQ(value_decode_stage().indicator(0), 2u);
+  EXPECT_EQ(value_decode_stage().length(1), 65535u);
+  EXPECT_EQ(value_decode_stage().indicator(1), 0u);
+  EXPECT_EQ(value_decode_stage().length(2), 1u);
+  EXPECT_EQ(value_decode_stage().indicator(2), 0u);
 }
 
 TEST(DictDecode, ALayoutOfTwoIsRefusedAndEverythingUntouched) {
@@ -171,11 +154,11 @@ TEST(DictDecode, ElementsFollowAListInAnyOrderWithRepeats) {
   batch.list = {4, 0, 4, 2, 2};
   batch.dictionary = one_length_dictionary(10);
   run_decode(batch);
-  EXPECT_EQ(offset_of(0), 40);
-  EXPECT_EQ(offset_of(1), 0);
-  EXPECT_EQ(offset_of(2), 40);
-  EXPECT_EQ(offset_of(3), 20);
-  EXPECT_EQ(offset_of(4), 20);
+  EXPECT_EQ(value_decode_stage().offset(0), 40);
+  EXPECT_EQ(value_decode_stage().offset(1), 0);
+  EXPECT_EQ(value_decode_stage().offset(2), 40);
+  EXPECT_EQ(value_decode_stage().offset(3), 20);
+  EXPECT_EQ(value_decode_stage().offset(4), 20);
   EXPECT_EQ(value_decode_stage().kctx.colx_kctx_position, 2u);
   EXPECT_EQ(value_decode_stage().kctx.colx_kctx_flags_out, COLX_OUT_DECODE);
   EXPECT_EQ(value_decode_stage().res.colx_cv_num_set, 5u);
@@ -188,8 +171,8 @@ TEST(DictDecode, PlacesOfLargeCodesDoNotWrap) {
   batch.list = {0, 1};
   batch.dictionary = one_length_dictionary(0xFFFF);
   run_decode(batch);
-  EXPECT_EQ(offset_of(0), int64_t{0xFFFFFFFF} * 0xFFFF);
-  EXPECT_EQ(offset_of(1), int64_t{0x10001} * 0xFFFF);
+  EXPECT_EQ(value_decode_stage().offset(0), int64_t{0xFFFFFFFF} * 0xFFFF);
+  EXPECT_EQ(value_decode_stage().offset(1), int64_t{0x10001} * 0xFFFF);
 }
 
 TEST(DictDecode, OffsetsAreUnsigned32BitNumbers) {
@@ -200,9 +183,9 @@ TEST(DictDecode, OffsetsAreUnsigned32BitNumbers) {
   batch.dictionary.layout = COLX_DICT_CUMULATIVE;
   batch.dictionary.offsets = {0x80000000, 0xFFFFFFF0, 0xFFFFFFFF};
   run_decode(batch);
-  EXPECT_EQ(offset_of(0), 0xFFFFFFF0);
-  EXPECT_EQ(length_of(0), 15u);
-  EXPECT_EQ(offset_of(1), 0x80000000);
+  EXPECT_EQ(value_decode_stage().offset(0), 0xFFFFFFF0);
+  EXPECT_EQ(value_decode_stage().length(0), 15u);
+  EXPECT_EQ(value_decode_stage().offset(1), 0x80000000);
 }
 
 TEST(DictDecode, AOneLengthIsStoredBigEndian) {
@@ -212,8 +195,8 @@ TEST(DictDecode, AOneLengthIsStoredBigEndian) {
   batch.list = {0};
   batch.dictionary = one_length_dictionary(0x0102);
   run_decode(batch);
-  EXPECT_EQ(length_of(0), 0x0102u);
-  EXPECT_EQ(offset_of(0), 3 * 0x0102);
+  EXPECT_EQ(value_decode_stage().length(0), 0x0102u);
+  EXPECT_EQ(value_decode_stage().offset(0), 3 * 0x0102);
 }
 
 TEST(DictDecode, A19BitCodeThatSpansFourBytesIsResolved) {
@@ -223,7 +206,7 @@ TEST(DictDecode, A19BitCodeThatSpansFourBytesIsResolved) {
   batch.codes[5] = 0x7FFFF;
   batch.list = {5};
   run_decode(batch);
-  EXPECT_EQ(offset_of(0), 0x7FFFF);
+  EXPECT_EQ(value_decode_stage().offset(0), 0x7FFFF);
 }
 
 TEST(DictDecode, A17BitCodeFromBit7OfAByteIsResolved) {
@@ -233,7 +216,7 @@ TEST(DictDecode, A17BitCodeFromBit7OfAByteIsResolved) {
   batch.codes[7] = 0x1FFFF;
   batch.list = {7};
   run_decode(batch);
-  EXPECT_EQ(offset_of(0), 0x1FFFF);
+  EXPECT_EQ(value_decode_stage().offset(0), 0x1FFFF);
 }
 
 TEST(DictDecode, RunsAndOtherFlagsMeanNothing) {

@@ -30,22 +30,6 @@ std::vector<uint32_t> random_lengths(size_t count, Random& random) {
   return lengths;
 }
 
-uint16_t length_of(size_t row) {
-  uint16_t length;
-  std::memcpy(&length, static_cast<uint8_t*>(value_decode_stage().res.colx_cv_aux) + 2 * row, 2);
-  return length;
-}
-
-uint16_t indicator_of(size_t row) {
-  return value_decode_stage().res.colx_cv_row_flags[row];
-}
-
-int64_t offset_of(size_t row) {
-  const uint8_t* value;
-  std::memcpy(&value, static_cast<uint8_t*>(value_decode_stage().res.colx_cv_data) + 8 * row, 8);
-  return value - static_cast<const uint8_t*>(value_decode_stage().encoding.colx_enc_ctx_symbols);
-}
-
 TEST(SymbolDecode, OneLengthAtEveryRowCountCodeSizeAndPlace) {
   for (const unsigned width : symbol_widths) {
     Random random(width);
@@ -113,10 +97,10 @@ TEST(SymbolDecode, WithoutIndicatorsPointersAndLengthsAreWritten) {
   batch.dictionary = cumulative_dictionary(std::vector<uint32_t>{4, 0});
   batch.with_row_flags = false;
   EXPECT_EQ(run_symbol(batch), COLX_DONE);
-  EXPECT_EQ(offset_of(0), 4);
-  EXPECT_EQ(length_of(0), 0u);
-  EXPECT_EQ(offset_of(1), 0);
-  EXPECT_EQ(length_of(1), 4u);
+  EXPECT_EQ(value_decode_stage().offset(0), 4);
+  EXPECT_EQ(value_decode_stage().length(0), 0u);
+  EXPECT_EQ(value_decode_stage().offset(1), 0);
+  EXPECT_EQ(value_decode_stage().length(1), 4u);
 }
 
 TEST(SymbolDecode, AValueOf65536BytesHasLength65535InABlock) {
@@ -128,8 +112,8 @@ TEST(SymbolDecode, AValueOf65536BytesHasLength65535InABlock) {
       batch.dictionary = cumulative_dictionary(std::vector<uint32_t>{length});
       run_symbol(batch);
       for (size_t row = 0; row < 8; ++row) {
-        EXPECT_EQ(length_of(row), 65535u) << length;
-        EXPECT_EQ(indicator_of(row), 0u) << length;
+        EXPECT_EQ(value_decode_stage().length(row), 65535u) << length;
+        EXPECT_EQ(value_decode_stage().indicator(row), 0u) << length;
       }
     }
   }
@@ -143,14 +127,14 @@ TEST(SymbolDecode, AValueOf65536BytesIsNullInTheTail) {
     batch.dictionary = cumulative_dictionary(std::vector<uint32_t>{65536});
     run_symbol(batch);
     for (size_t row = 8; row < 15; ++row) {
-      EXPECT_EQ(length_of(row), 0u);
-      EXPECT_EQ(indicator_of(row), 2u);
+      EXPECT_EQ(value_decode_stage().length(row), 0u);
+      EXPECT_EQ(value_decode_stage().indicator(row), 2u);
     }
-    EXPECT_EQ(length_of(7), 65535u);
+    EXPECT_EQ(value_decode_stage().length(7), 65535u);
     batch.dictionary = cumulative_dictionary(std::vector<uint32_t>{65537});
     run_symbol(batch);
-    EXPECT_EQ(length_of(8), 1u);
-    EXPECT_EQ(indicator_of(8), 0u);
+    EXPECT_EQ(value_decode_stage().length(8), 1u);
+    EXPECT_EQ(value_decode_stage().indicator(8), 0u);
   }
 }
 
@@ -160,11 +144,13 @@ TEST(SymbolDecode, TheProductOfCodeAndLengthWrapsAt32Bits) {
   batch.codes.assign(11, 0x10002);
   batch.dictionary = one_length_dictionary(0xFFFF);
   run_symbol(batch);
-  for (const size_t row : {0, 7, 8, 9, 10}) EXPECT_EQ(offset_of(row), 0xFFFE) << row;
+  for (const size_t row : {0, 7, 8, 9, 10})
+    EXPECT_EQ(value_decode_stage().offset(row), 0xFFFE) << row;
   batch.codes.assign(11, 0xFFFFFFFF);
   batch.dictionary = one_length_dictionary(1);
   run_symbol(batch);
-  for (const size_t row : {0, 7, 8, 9, 10}) EXPECT_EQ(offset_of(row), 0xFFFFFFFF) << row;
+  for (const size_t row : {0, 7, 8, 9, 10})
+    EXPECT_EQ(value_decode_stage().offset(row), 0xFFFFFFFF) << row;
 }
 
 TEST(SymbolDecode, OffsetsAreUnsigned32BitNumbers) {
@@ -174,8 +160,8 @@ TEST(SymbolDecode, OffsetsAreUnsigned32BitNumbers) {
   batch.dictionary.offsets = {0, 0xFFFFFFF0, 0xFFFFFFFF};
   run_symbol(batch);
   for (const size_t row : {0, 7, 8}) {
-    EXPECT_EQ(offset_of(row), 0xFFFFFFF0) << row;
-    EXPECT_EQ(length_of(row), 15u) << row;
+    EXPECT_EQ(value_decode_stage().offset(row), 0xFFFFFFF0) << row;
+    EXPECT_EQ(value_decode_stage().length(row), 15u) << row;
   }
 }
 

@@ -200,6 +200,18 @@ uint32_t ValueDecodeStage::call(const ValueKernel& kernel) {
 }
 
 // What is left once a difference has made good the fields that a call may change.
+uint16_t ValueDecodeStage::length(size_t row) const {
+  uint16_t length;
+  std::memcpy(&length, static_cast<const uint8_t*>(res.colx_cv_aux) + 2 * row, 2);
+  return length;
+}
+
+int64_t ValueDecodeStage::offset(size_t row) const {
+  const uint8_t* value;
+  std::memcpy(&value, static_cast<const uint8_t*>(res.colx_cv_data) + 8 * row, 8);
+  return value - static_cast<const uint8_t*>(encoding.colx_enc_ctx_symbols);
+}
+
 std::string ValueDecodeStage::damage() const {
   colx_cv res_now = res;
   res_now.colx_cv_num_set = res_before_.colx_cv_num_set;

@@ -106,6 +106,11 @@ class ValueDecodeStage {
   std::string decode_difference(const ValueKernel& kernel, unsigned width_bits);
   std::string symbol_difference(const ValueKernel& kernel, unsigned width_bits);
   uint32_t call(const ValueKernel& kernel);
+  // What the last call left of a row; `offset` is where its value begins, in bytes from the first
+  // value's begin.
+  uint16_t length(size_t row) const;
+  uint16_t indicator(size_t row) const { return res.colx_cv_row_flags[row]; }
+  int64_t offset(size_t row) const;
 
   colx_cv res;
   colx_cv src;
