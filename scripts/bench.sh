@@ -33,6 +33,10 @@ if [ $# -gt 0 ] && [[ $1 != -* ]]; then
 fi
 for argument in "$@"; do
   case "$argument" in
+    -h | --help)
+      sed -n '/^# usage/,/^set /s/^# \{0,1\}//p' "scripts/${0##*/}"
+      exit
+      ;;
     --compilers) compilers=yes ;;
     --duckdb) duckdb=yes ;;
     --report-only) report_only=yes ;;

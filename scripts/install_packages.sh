@@ -12,8 +12,9 @@ set -euo pipefail
 
 demo=(gcc g++ cmake make ninja-build libcli11-dev libfmt-dev libsqlite3-dev
   libxxhash-dev)
-all=("${demo[@]}" binutils clang clang-tidy cppcheck doxygen dpkg-dev file gnuplot-nox
-  libclang-rt-dev libgtest-dev libbenchmark-dev liblz4-dev libzstd-dev pkgconf python3 qemu-user)
+all=("${demo[@]}" binutils clang clang-format clang-tidy cppcheck doxygen dpkg-dev file
+  gnuplot-nox libclang-rt-dev libgtest-dev libbenchmark-dev liblz4-dev libzstd-dev pkgconf
+  python3 qemu-user)
 
 case "${1-all}" in
   demo) wanted=("${demo[@]}") ;;

@@ -10,17 +10,18 @@ namespace colx::star {
 namespace {
 
 // Every entry of the record that is a function.
-#define COLX_BIT_FUNCTIONS(X, form)                                                                \
-  X(form##popcnt)                                                                                  \
-  X(form##not ) X(form##and) X(form## or) X(form## xor) X(form##andnot) X(form##and3) X(form##or3) \
-      X(form##xor3) X(form##set_range) X(form##clr_range) X(form##_ictx_ini2) X(form##iter)        \
-          X(form##iter_clr) X(form##ones) X(form##run) X(form##runs)
-#define COLX_FUNCTIONS(X)                                                                   \
-  X(init_sharedlib)                                                                         \
-  X(set_trace_level) COLX_BIT_FUNCTIONS(X, lbiv) COLX_BIT_FUNCTIONS(X, lbiwv) X(bloom)      \
-      X(spatial_pip) X(groupkey) X(gby_sum) X(convert) X(prefix_decode) X(hash) X(ht_build) \
-          X(ht_probe) X(partition) X(gather) X(transpose_reference) X(transpose_convert)    \
-              X(wpak_decode) X(thread_ctx_init) X(thread_ctx_fini)
+// clang-format off
+#define COLX_BIT_FUNCTIONS(X, form)                                                            \
+  X(form##popcnt) X(form##not) X(form##and) X(form##or) X(form##xor) X(form##andnot)           \
+  X(form##and3) X(form##or3) X(form##xor3) X(form##set_range) X(form##clr_range)               \
+  X(form##_ictx_ini2) X(form##iter) X(form##iter_clr) X(form##ones) X(form##run) X(form##runs)
+#define COLX_FUNCTIONS(X)                                                                        \
+  X(init_sharedlib) X(set_trace_level)                                                           \
+  COLX_BIT_FUNCTIONS(X, lbiv) COLX_BIT_FUNCTIONS(X, lbiwv)                                       \
+  X(bloom) X(spatial_pip) X(groupkey) X(gby_sum) X(convert) X(prefix_decode) X(hash) X(ht_build) \
+  X(ht_probe) X(partition) X(gather) X(transpose_reference) X(transpose_convert) X(wpak_decode)  \
+  X(thread_ctx_init) X(thread_ctx_fini)
+// clang-format on
 
 #define COLX_NAME(name) #name,
 constexpr const char* function_names[] = {COLX_FUNCTIONS(COLX_NAME)};

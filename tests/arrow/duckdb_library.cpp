@@ -16,19 +16,17 @@ bool find(void* library, const char* name, Function& function, std::string& miss
   return function != nullptr;
 }
 
-#define FUNCTIONS(X)                                                                            \
-  X(duckdb_library_version)                                                                     \
-  X(duckdb_open)                                                                                \
-  X(duckdb_close)                                                                               \
-  X(duckdb_connect)                                                                             \
-  X(duckdb_disconnect) X(duckdb_free) X(duckdb_query) X(duckdb_result_error)                    \
-      X(duckdb_value_varchar) X(duckdb_destroy_result) X(duckdb_query_arrow)                    \
-          X(duckdb_query_arrow_error) X(duckdb_query_arrow_schema) X(duckdb_query_arrow_array)  \
-              X(duckdb_destroy_arrow) X(duckdb_arrow_array_scan) X(duckdb_destroy_arrow_stream) \
-                  X(duckdb_schema_from_arrow) X(duckdb_data_chunk_from_arrow)                   \
-                      X(duckdb_destroy_arrow_converted_schema) X(duckdb_destroy_data_chunk)     \
-                          X(duckdb_appender_create) X(duckdb_append_data_chunk)                 \
-                              X(duckdb_appender_destroy)
+// clang-format off
+#define FUNCTIONS(X)                                                                   \
+  X(duckdb_library_version) X(duckdb_open) X(duckdb_close) X(duckdb_connect)           \
+  X(duckdb_disconnect) X(duckdb_free) X(duckdb_query) X(duckdb_result_error)           \
+  X(duckdb_value_varchar) X(duckdb_destroy_result) X(duckdb_query_arrow)               \
+  X(duckdb_query_arrow_error) X(duckdb_query_arrow_schema) X(duckdb_query_arrow_array) \
+  X(duckdb_destroy_arrow) X(duckdb_arrow_array_scan) X(duckdb_destroy_arrow_stream)    \
+  X(duckdb_schema_from_arrow) X(duckdb_data_chunk_from_arrow)                          \
+  X(duckdb_destroy_arrow_converted_schema) X(duckdb_destroy_data_chunk)                \
+  X(duckdb_appender_create) X(duckdb_append_data_chunk) X(duckdb_appender_destroy)
+// clang-format on
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 // Inputs that the contract leaves undefined: which kernels, under what condition, what may come of
-// it, and what the host layer does so that nobody meets it, with the test that shows this. The one place for them: a sweep that makes random inputs asks
-// undefined_input before it calls a kernel, and leaves out nothing else.
+// it, and what the host layer does so that nobody meets it, with the test that shows this. The one
+// place for them: a sweep that makes random inputs asks undefined_input before it calls a kernel,
+// and leaves out nothing else.
 //
 // To add a row: write it into the table in undefined_inputs.cpp; if its condition needs a fact that
 // InputFacts lacks, add the field and fill it in the sweeps that know it.
