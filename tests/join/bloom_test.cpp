@@ -62,6 +62,23 @@ TEST(Bloom, LongColumns) {
   }
 }
 
+TEST(Bloom, ColumnsAndFiltersMayLieAtAnyAddress) {
+  for (const BloomKernel& kernel : bloom_kernels) {
+    for (size_t slack_bytes = 1; slack_bytes < 16; ++slack_bytes) {
+      for (const bool partitioned : {false, true}) {
+        Random random(slack_bytes);
+        BloomBatch batch = random_batch(kernel.form.width_bits, 150, random);
+        batch.partitioned = partitioned;
+        batch.part_shift = 5;
+        batch.edge = Edge::end;
+        batch.slack_bytes = slack_bytes;
+        if (kernel.form.form == oracle::BloomForm::selective) batch.selection = random.words(3);
+        EXPECT_EQ(bloom_difference(kernel, batch, slack_bytes), "");
+      }
+    }
+  }
+}
+
 // A result that is not clear keeps its bits in groups of 16 without a hit and loses them in others;
 // rows that go one by one are ORed in.
 TEST(Bloom, StaleBitsStayWhereNoRowOfSixteenPasses) {

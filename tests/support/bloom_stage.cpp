@@ -48,7 +48,7 @@ void BloomStage::place_filter(Random& random) {
     for (unsigned n = 2; n < batch_.one_bit_in; n *= 2) byte &= static_cast<uint8_t>(random.next());
     if (batch_.one_bit_in == no_bits) byte = 0;
   }
-  uint8_t* const at = filter_pages_.place(filter_bytes_, 0, batch_.edge);
+  uint8_t* const at = filter_pages_.place(filter_bytes_, batch_.slack_bytes, batch_.edge);
   filter_at_ = at;
   filter.colx_cv_bits = reinterpret_cast<uint64_t*>(at);
   if (!batch_.partitioned) return;
@@ -57,7 +57,8 @@ void BloomStage::place_filter(Random& random) {
     oracle::put_native(pointers.data() + 8 * p,
                        reinterpret_cast<uintptr_t>(at + (parts - 1 - p) * part_bytes), 8);
   }
-  filter.colx_cv_bits = reinterpret_cast<uint64_t*>(pointer_pages_.place(pointers, 0, batch_.edge));
+  filter.colx_cv_bits =
+      reinterpret_cast<uint64_t*>(pointer_pages_.place(pointers, batch_.slack_bytes, batch_.edge));
 }
 
 void BloomStage::set(const BloomBatch& batch, Random& random) {
@@ -88,7 +89,7 @@ void BloomStage::set(const BloomBatch& batch, Random& random) {
       column_.push_back(static_cast<uint8_t>(value >> (bits - 8)));
     }
   }
-  src.colx_cv_data = column_pages_.place(column_, 0, batch.edge);
+  src.colx_cv_data = column_pages_.place(column_, batch.slack_bytes, batch.edge);
   src.colx_cv_num_of_rows = rows;
   src.colx_cv_encoding_context = &encoding;
   filter.colx_cv_encoding_context = &filter_encoding;

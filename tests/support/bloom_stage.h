@@ -44,6 +44,7 @@ struct BloomBatch {
   std::optional<Words> selection;
   bool stale_result = false;  // the result vector starts dirty instead of zero
   Edge edge = Edge::end;
+  size_t slack_bytes = 0;  // readable behind column and filter, to try other alignments
   Place place = Place::middle;
 };
 
