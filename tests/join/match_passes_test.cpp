@@ -204,6 +204,52 @@ TEST(MatchPass, TheHintThatNothingIsChainedEndsEveryWalkAtItsFirstBucket) {
   }
 }
 
+// One chain of `buckets` full buckets, in which every `period`-th slot holds the code 7.
+void set_chain(TableMemory& table, const MatchPass& pass, uint32_t buckets, uint32_t period) {
+  const bool codes = pass.layout == oracle::KeyLayout::gd;
+  table.set(table_shape(pass.form.type, 0, 0, 0, buckets - 1));
+  std::vector<oracle::TableRow> stored;
+  for (uint32_t slot = 0; slot < buckets * pass.form.slots; ++slot) {
+    const uint32_t key = slot % period == 0 ? 7 : 1000 + slot;
+    stored.push_back({codes ? 0 : key, key, slot});
+  }
+  ASSERT_EQ(oracle::insert_rows(pass.form, oracle::bucket_choice(table.ht, false),
+                                table.ht.colx_ht_buckets, table.ht.colx_ht_over_cur,
+                                table.ht.colx_ht_over_end, stored, true),
+            stored.size());
+}
+
+// Rows that find everything from one record to all of a chain, behind rows that find nothing: a
+// pass may hold records of many rows back, but only as many as it has a place for.
+TEST(MatchPass, WritesTheHitsOfManyRowsThatHitOften) {
+  TableMemory table;
+  PassColumn column;
+  for (const MatchPass& pass : match_passes()) {
+    Random random(5);
+    for (const uint32_t period : {1u, 2u, pass.form.slots, 3 * pass.form.slots, 1000u}) {
+      for (uint32_t buckets = 1; buckets <= 9; ++buckets) {
+        set_chain(table, pass, buckets, period);
+        const BucketChoice choice = oracle::bucket_choice(table.ht, false);
+        const auto flag = static_cast<uint32_t>(buckets == 1);
+        for (const uint32_t misses : {0u, 1u, 40u, 90u, 120u}) {
+          std::vector<KeyRow> rows(misses, KeyRow{.hash = 5, .code = 5});
+          const bool codes = pass.layout == oracle::KeyLayout::gd;
+          rows.resize(280, KeyRow{.hash = codes ? 0u : 7u, .code = 7});
+          column.set(pass.layout, pass.autorid, table.shape(), rows, random);
+          const uint64_t slots = uint64_t{buckets} * pass.form.slots;
+          const uint64_t room = (280 - misses) * ((slots + period - 1) / period);
+          set_crash_note("%s, %u buckets, a hit in %u slots", pass.name, buckets, period);
+          for (const uint64_t less : {0, 1}) {
+            EXPECT_EQ(match_difference(pass, table, column, choice, {room - less, flag}), "")
+                << pass.name << ", " << buckets << " buckets, a hit in " << period << " slots, "
+                << misses << " misses, room less " << less;
+          }
+        }
+      }
+    }
+  }
+}
+
 TEST(MatchPass, ARoomBeyond32BitsIsRoomEnough) {
   TableMemory table;
   PassColumn column;
