@@ -73,7 +73,7 @@ COLX_INLINE uint64_t next_bit(colx_lbiwv_ictx* ctx) {
     if (!next_word<Form, inverted>(ctx)) return Form::end;
   const uint64_t word = ctx->colx_ictx_word;
   ctx->colx_ictx_word = word & (word - 1);
-  const int32_t bit = ctx->colx_ictx_base + std::countr_zero(word);
+  const int32_t bit = ctx->colx_ictx_base + static_cast<int32_t>(lowest_set_bit(word));
   return bit < ctx->colx_ictx_limit ? static_cast<uint64_t>(bit) : Form::end;
 }
 
@@ -86,7 +86,7 @@ struct Batch {
 
 // Position of the lowest set bit; 63 if there is none, so that no branch has to ask.
 COLX_INLINE uint32_t lowest_bit(uint64_t word) {
-  return static_cast<uint32_t>(std::countr_zero(word | uint64_t{1} << 63));
+  return lowest_set_bit(word | uint64_t{1} << 63);
 }
 
 // Writes `places` numbers: the lowest bits of the word, then anything.
@@ -174,6 +174,7 @@ COLX_INLINE uint64_t put_many(uint64_t word, uint32_t base, uint32_t bits, Batch
 template <class NextBits>
 COLX_INLINE uint64_t put_word(uint64_t word, uint32_t base, Batch& batch, NextBits next_bits) {
   const uint32_t bits = population(word);
+  COLX_MEET_IN_REGISTER(base);  // one number, not the loop's sum anew for each place
   if (bits > some_bits || batch.room < bits + excess_numbers)
     return put_many(word, base, bits, batch, next_bits);
   if (bits <= few_bits) {
@@ -238,7 +239,7 @@ COLX_INLINE void put_whole_words(colx_lbiwv_ictx* ctx, Batch& batch) {
     if (no_bit_set(next)) {
       move(4);
     } else if (const uint32_t with_bits = words_with_bits(next); std::has_single_bit(with_bits)) {
-      const uint32_t place = static_cast<uint32_t>(std::countr_zero(with_bits)) / 4;
+      const uint32_t place = lowest_set_bit(with_bits) / 4;
       move(place + 1);
       word = put_bits(load_as<uint64_t>(next - 1), base, batch);
       if (batch.room != 0) move(3 - place);

@@ -145,7 +145,7 @@ COLX_INLINE void flip_runs(FlippedRows& out, const colx_enc_ctx* enc, const uint
     uint64_t flips = flipped ^ (flipped << 1 | last);
     last = flipped >> 63;
     source.enter(first, block_runs, flips);
-    for (; flips != 0; flips &= flips - 1) out.flip(source.row_of(std::countr_zero(flips)));
+    for (; flips != 0; flips &= flips - 1) out.flip(source.row_of(lowest_set_bit(flips)));
     source.leave();
   }
   if (last) out.flip(source.next_row());

@@ -59,7 +59,7 @@ struct BucketForm {
 
   // The value of the first slot of a set, which must not be empty.
   COLX_INLINE static Value first_value(const uint8_t* bucket, uint32_t set) {
-    const auto at = static_cast<size_t>(std::countr_zero(set)) * (value_bytes / slot_stride);
+    const size_t at = size_t{lowest_set_bit(set)} * (value_bytes / slot_stride);
     return load_as<Value>(bucket + values_at + at);
   }
 

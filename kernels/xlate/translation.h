@@ -194,7 +194,7 @@ struct Translation {
     uint64_t found = 0;
 #pragma GCC unroll 2
     for (; selected != 0; selected &= selected - 1) {
-      const auto bit = static_cast<uint32_t>(std::countr_zero(selected));
+      const auto bit = lowest_set_bit(selected);
       found |= found_in_row(from + bit) << bit;
     }
     uint8_t* const word = hit_bits + (from >> 3);
