@@ -19,7 +19,7 @@ Result<bool> run(int argc, const char* const* argv) {
   const auto parsed = colx::star::parse_options(argc, argv);
   if (parsed.exit_status == 0) return fmt::print("{}", parsed.text), true;
   if (parsed.exit_status) return Error{parsed.text};
-  const auto right = colx::star::run_demo(parsed.options);
+  auto right = colx::star::run_demo(parsed.options);
   if (right && !*right) fmt::print(stderr, "colx_star: an answer is wrong\n");
   return right;
 }

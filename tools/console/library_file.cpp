@@ -7,7 +7,7 @@ namespace colx::console {
 namespace fs = std::filesystem;
 
 fs::path default_library_file(const fs::path& installed) {
-  const fs::path name = "libcolx_x86.so";
+  fs::path name = "libcolx_x86.so";
   std::error_code failure;
   const fs::path program = fs::read_symlink("/proc/self/exe", failure);
   if (failure) return name;
