@@ -9,6 +9,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "host/slot_parts.h"
+
 namespace colx::host {
 namespace {
 
@@ -285,10 +287,10 @@ const char* Library::kernel_name(uint32_t opc, uint8_t key) const {
 }
 
 std::string expected_kernel_name(uint32_t opc, uint8_t key) {
-  const uint32_t encoding = key & 3;
-  const uint32_t code = key >> 2 & 31;
+  const SlotParts parts = parts_of_slot(colx_column_index(0, key));
+  const uint32_t encoding = parts.encoding, code = parts.width_code;
   const uint32_t bits = bits_of_width_code(code);
-  const bool variant = key >> 7;
+  const bool variant = parts.variant;
   const bool scan = opc <= COLX_OPC_GE_LE;
   const bool by_width = scan || (opc >= COLX_OPC_DECODE && opc <= COLX_OPC_SET) ||
                         opc == COLX_OPC_SUM || opc == COLX_OPC_DISTINCT;

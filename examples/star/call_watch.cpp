@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "examples/star/families.h"
+#include "host/slot_parts.h"
 
 namespace colx::star {
 namespace {
@@ -46,7 +47,7 @@ bool may_walk(uint32_t opc) {
 
 void note_kernel(uint32_t slot, const colx_kctx* kctx) {
   note(slot_called[slot]);
-  if (may_walk(slot & 31) && kctx && kctx->colx_kctx_selection &&
+  if (may_walk(host::parts_of_slot(slot).operation) && kctx && kctx->colx_kctx_selection &&
       (kctx->colx_kctx_flags & COLX_KCTX_SELECTIVE))
     note(walked);
 }
@@ -87,7 +88,7 @@ struct StandIns<uint32_t (*)(Arguments...)> {
 };
 
 colx_kernel_fn stand_in(uint32_t slot) {
-  const uint32_t opc = slot & 31;
+  const uint32_t opc = host::parts_of_slot(slot).operation;
   if (opc <= COLX_OPC_NE) return StandIns<colx_scan_fn>::take(slot);
   if (opc <= COLX_OPC_GE_LE) return StandIns<colx_range_scan_fn>::take(slot);
   if (opc <= COLX_OPC_DECODE_SYMBOL || opc == COLX_OPC_BURST)

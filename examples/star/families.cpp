@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "host/slot_parts.h"
 #include "kernels/frame/colx_x86.h"
 
 namespace colx::star {
@@ -64,9 +65,8 @@ std::span<const std::string_view> all_families() {
 }
 
 std::string_view family_of_slot(uint32_t slot) {
-  const uint32_t opc = slot & 31;
-  const uint32_t encoding = slot >> 5 & 3;
-  switch (opc) {
+  const host::SlotParts parts = host::parts_of_slot(slot);
+  switch (parts.operation) {
     case COLX_OPC_DECODE:
       return decoding;
     case COLX_OPC_DECODE_UNPACK:
@@ -81,13 +81,13 @@ std::string_view family_of_slot(uint32_t slot) {
     case COLX_OPC_DISTINCT:
       return unserved;
     case COLX_OPC_XLATE:
-      return encoding == COLX_XLATE_GROUPKEY ? shares : translation;
+      return parts.encoding == COLX_XLATE_GROUPKEY ? shares : translation;
     case COLX_OPC_ADD:
     case COLX_OPC_SUB:
     case COLX_OPC_MUL:
       return arithmetic;
     default:
-      return family_of_scan(encoding, slot >> 7 & 31, slot >> 12 & 1);
+      return family_of_scan(parts.encoding, parts.width_code, parts.variant);
   }
 }
 

@@ -12,6 +12,7 @@
 
 #include "host/big_endian.h"
 #include "host/column.h"
+#include "host/slot_parts.h"
 #include "tools/console/figures.h"
 #include "tools/inspect/kernel_work.h"
 
@@ -105,13 +106,13 @@ Result<uint64_t> run_batch(Arithmetic& made, size_t batch) {
 Result<KernelWork> make_arithmetic_work(const WorkOrder& order) {
   constexpr size_t slack = 16;
   const auto made = std::make_shared<Arithmetic>();
-  const uint32_t code = order.kernel.index >> 7 & 31;
-  made->opc = order.kernel.index & 31;
+  const host::SlotParts parts = host::parts_of_slot(order.kernel.index);
+  const uint32_t code = parts.width_code;
+  made->opc = parts.operation;
   made->number_bytes = code & COLX_WIDTH_DOUBLE ? 8 : 4;
-  made->is_sum = order.kernel.index >> 12;
+  made->is_sum = parts.variant;
   made->rows = order.rows;
-  auto kernel =
-      order.library.binary_kernel(made->opc, static_cast<uint8_t>(order.kernel.index >> 5));
+  auto kernel = order.library.binary_kernel(made->opc, host::key_of_slot(order.kernel.index));
   if (!kernel) return kernel.error();
   made->kernel = *kernel;
   std::mt19937_64 random(order.seed);

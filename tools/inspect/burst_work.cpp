@@ -10,6 +10,7 @@
 #include "host/column.h"
 #include "host/encode_runs.h"
 #include "host/row_bits.h"
+#include "host/slot_parts.h"
 #include "tools/console/figures.h"
 #include "tools/inspect/kernel_work.h"
 
@@ -79,11 +80,10 @@ Result<uint64_t> expand(const Expansion& made, RunBatch& batch) {
 }  // namespace
 
 Result<KernelWork> make_burst_work(const WorkOrder& order) {
-  const uint32_t code = order.kernel.index >> 7 & 31;
+  const uint32_t code = host::parts_of_slot(order.kernel.index).width_code;
   const bool positions = code & 1;
   const uint32_t length_bits = code & 8 ? 16 : 8;
-  auto kernel =
-      order.library.decode_kernel(COLX_OPC_BURST, static_cast<uint8_t>(order.kernel.index >> 5));
+  auto kernel = order.library.decode_kernel(COLX_OPC_BURST, host::key_of_slot(order.kernel.index));
   if (!kernel) return kernel.error();
   const auto made = std::make_shared<Expansion>();
   made->kernel = *kernel;

@@ -13,6 +13,7 @@
 
 #include "host/column.h"
 #include "host/encode_codes.h"
+#include "host/slot_parts.h"
 #include "tools/console/figures.h"
 #include "tools/inspect/kernel_work.h"
 
@@ -46,8 +47,8 @@ Result<std::shared_ptr<Decoding>> make_codes(const WorkOrder& order, uint64_t co
   auto column = store_codes(made->codes, {.width_bits = bits});
   if (!column) return column.error();
   made->column = std::move(*column);
-  auto kernel = order.library.decode_kernel(order.kernel.index & 31,
-                                            static_cast<uint8_t>(order.kernel.index >> 5));
+  auto kernel = order.library.decode_kernel(parts_of_slot(order.kernel.index).operation,
+                                            key_of_slot(order.kernel.index));
   if (!kernel) return kernel.error();
   made->kernel = *kernel;
   made->kernel_name = order.kernel.name.data();

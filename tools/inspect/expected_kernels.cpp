@@ -4,6 +4,7 @@
 #include <numeric>
 #include <vector>
 
+#include "host/slot_parts.h"
 #include "kernels/frame/registry.h"
 
 namespace colx::inspect {
@@ -75,7 +76,7 @@ size_t edit_distance(std::string_view one, std::string_view other) {
 }  // namespace
 
 uint32_t width_bits(const ExpectedKernel& kernel) {
-  return code_width(kernel.index >> 7 & 31);
+  return code_width(host::parts_of_slot(kernel.index).width_code);
 }
 
 std::span<const KernelFamily> kernel_families() {

@@ -14,6 +14,7 @@
 #include "host/encode_codes.h"
 #include "host/encode_rows.h"
 #include "host/prepared_scan.h"
+#include "host/slot_parts.h"
 #include "tools/console/figures.h"
 #include "tools/inspect/kernel_work.h"
 
@@ -24,10 +25,10 @@ using namespace colx::host;
 
 struct KernelKey {
   explicit KernelKey(const ExpectedKernel& kernel)
-      : opc(kernel.index & 31),
-        encoding(static_cast<Encoding>(kernel.index >> 5 & 3)),
+      : opc(parts_of_slot(kernel.index).operation),
+        encoding(static_cast<Encoding>(parts_of_slot(kernel.index).encoding)),
         bits(width_bits(kernel)),
-        variant(kernel.index >> 12 != 0) {}
+        variant(parts_of_slot(kernel.index).variant) {}
   uint32_t opc;
   Encoding encoding;
   uint32_t bits;
