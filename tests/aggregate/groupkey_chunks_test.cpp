@@ -92,6 +92,23 @@ TEST(GroupkeyChunks, RoomAndScratchRunOutIndependently) {
   }
 }
 
+TEST(GroupkeyChunks, RowsChunksAndKeysHaveMoreThan16Bits) {
+  Random random(16);
+  for (const uint32_t rows : {65536u, 70001u}) {
+    GroupKeyBatch batch =
+        group_key_batch({random_key_column(300, rows, random), random_key_column(9, rows, random),
+                         random_run_column(30, rows, 200, random)});
+    for (const uint32_t scratch : {1000u, 65536u, rows}) {
+      batch.scratch_rows = scratch;
+      for (const uint32_t position : {0u, 65535u}) {
+        batch.position = position;
+        EXPECT_EQ(group_key_difference(batch), "");
+        EXPECT_EQ(run_group_keys(batch).num_set, rows - position);
+      }
+    }
+  }
+}
+
 TEST(GroupkeyChunks, TheCallersRecordIsNeverWritten) {
   Random random(5);
   GroupKeyBatch batch = group_key_batch(mixed_columns(100, random));

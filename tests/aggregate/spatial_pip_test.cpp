@@ -322,6 +322,11 @@ TEST(SpatialPip, InfinitiesAndDenormals) {
   EXPECT_EQ(count_of_edge(6, 0, {4, -infinity}, {6, infinity}, {0, 0}), 1u);
   EXPECT_EQ(count_of({{4, -infinity}, {6, infinity}}, {0, 0}), 0u);
   EXPECT_EQ(count_of_edge(6, 0, {5, -infinity}, {5, infinity}, {0, 0}), 0u);  // 0 * inf is NaN
+  // A line at infinity: the edge from above it to it crosses where the products say so.
+  EXPECT_EQ(count_of_edge(6, 0, {4, infinity}, {6, -infinity}, {0, -infinity}), 1u);
+  EXPECT_EQ(count_of_edge(6, 0, {4, infinity}, {6, -infinity}, {5, -infinity}), 0u);
+  EXPECT_EQ(count_of({{4, infinity}, {6, -infinity}}, {0, -infinity}), 0u);
+  EXPECT_EQ(count_of_edge(6, 0, {4, infinity}, {6, -infinity}, {0, infinity}), 0u);
   const double least = std::numeric_limits<double>::denorm_min();
   EXPECT_EQ(count_of_edge(6, 0, {5, 0}, {5, least}, {0, 0}), 1u);
   EXPECT_EQ(count_of({{5, 0}, {5, least}}, {0, 0}), 2u);

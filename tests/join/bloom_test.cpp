@@ -221,6 +221,24 @@ TEST(Bloom, PartitionAndBitNumberMayOverlap) {
   }
 }
 
+TEST(Bloom, RowsAndBitsOfAPartitionHaveMoreThan16Bits) {
+  for (const BloomKernel& kernel : bloom_kernels) {
+    for (const uint32_t rows : {65535u, 65536u, 70001u}) {
+      Random random(rows);
+      BloomBatch batch = random_batch(kernel.form.width_bits, rows, random);
+      batch.partitioned = true;
+      batch.hash_mask = 0x3FFFFF;
+      batch.part_shift = 20;
+      batch.bit_mask = 0xFFFFF;
+      batch.one_bit_in = 4;
+      batch.start = 3;
+      const bool selective = kernel.form.form == oracle::BloomForm::selective;
+      if (selective) batch.selection = random.words(words_of(rows));
+      EXPECT_EQ(bloom_difference(kernel, batch, rows), "");
+    }
+  }
+}
+
 // The top bit of a hash is a bit like others: the partition is 1, not the last of 2^32.
 TEST(Bloom, ThePartitionIsAnUnsignedNumber) {
   for (const BloomKernel& kernel : plain_kernels) {

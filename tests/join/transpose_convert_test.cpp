@@ -271,6 +271,22 @@ TEST(TransposeConvert, RowFormsReadTheRoomAsAnUnsignedNumber) {
   }
 }
 
+// 4 GiB and more, whose low half would be no room.
+TEST(TransposeConvert, RoomsHave64Bits) {
+  for (const ConvertForm form : oracle::convert_forms) {
+    for (const uint64_t room : {uint64_t{1} << 32, uint64_t{3} << 32}) {
+      convert_stage().set(two_rows(form));
+      colx_row_store& out = convert_stage().out;
+      const auto cursor = reinterpret_cast<uintptr_t>(out.colx_store_data_cursors[0]);
+      out.colx_store_data_ends[0] = reinterpret_cast<void*>(cursor + room);
+      const oracle::ConvertOutcome expected = convert_stage().expected();
+      const ConvertRun run = convert_stage().call(convert_kernel(form).kernel);
+      EXPECT_EQ(run.status, COLX_DONE);
+      EXPECT_EQ(convert_stage().difference(run, expected), "");
+    }
+  }
+}
+
 TEST(TransposeConvert, FromAboveToRunsNoRowAndThePositionBecomesFrom) {
   for (const ConvertForm form : oracle::convert_forms) {
     ConvertBatch batch = two_rows(form);
@@ -291,7 +307,7 @@ TEST(TransposeConvert, RowsUpToTheHighestRowNumber) {
   for (const ConvertForm form : oracle::convert_forms) {
     Random random(4);
     ConvertBatch batch = random_convert_batch(form, 10, 5, random);
-    for (const uint32_t last : {0xFFFFFFFEu, 0xFFFFFFFFu, 0x80000004u}) {
+    for (const uint32_t last : {0xFFFFFFFEu, 0xFFFFFFFFu, 0x80000004u, 0x10009u, 0x80000009u}) {
       batch.to = last;
       batch.from = batch.first_row = last - 9;
       EXPECT_EQ(convert_difference(batch), "");
