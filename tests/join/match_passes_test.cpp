@@ -229,7 +229,9 @@ TEST(MatchPass, WritesTheHitsOfManyRowsThatHitOften) {
     for (const uint32_t period : {1u, 2u, pass.form.slots, 3 * pass.form.slots, 1000u}) {
       for (uint32_t buckets = 1; buckets <= 9; ++buckets) {
         set_chain(table, pass, buckets, period);
-        const BucketChoice choice = oracle::bucket_choice(table.ht, false);
+        BucketChoice choice = oracle::bucket_choice(table.ht, false);
+        // Every other table looks as large as memory: its chains may be asked for ahead.
+        if (buckets % 2 == 0) choice.bucket_mask = ~uint64_t{0};
         const auto flag = static_cast<uint32_t>(buckets == 1);
         for (const uint32_t misses : {0u, 1u, 40u, 90u, 120u}) {
           std::vector<KeyRow> rows(misses, KeyRow{.hash = 5, .code = 5});
