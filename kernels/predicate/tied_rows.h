@@ -90,21 +90,22 @@ struct TiedRows {
   }
 
   template <uint32_t steps>
-  COLX_INLINE static Vec next_codes(State& state) {
+  COLX_INLINE static const uint8_t* next_codes(State& state) {
     if constexpr (requires { Column::next_codes(state.rows); }) {
-      return load(Column::next_codes(state.rows));
+      return Column::next_codes(state.rows);
     } else {
-      const Vec codes = load(state.next_codes);
       state.next_codes += 4 * steps;
-      return codes;
+      return state.next_codes - 4 * steps;
     }
   }
 
+  // A column that goes by the same codes loads them first: it would take them out of the vector.
   template <uint32_t steps>
   COLX_INLINE static uint32_t step(State& state, uint8_t* out) {
-    const Vec codes = next_codes<steps>(state);
+    const uint8_t* const code_bytes = next_codes<steps>(state);
     const auto next = Column::template next_vectors<4 * steps>(state.rows);
     const auto lanes = [&](auto v) { return Column::template lanes<v>(next); };
+    const Vec codes = load(code_bytes);
     constexpr unsigned rows = steps * rows_per_step;
     using Unit = Unsigned<rows / 8>;
     const auto bits =
