@@ -38,7 +38,7 @@ SelectedRows open_selected(const colx_cv* res, const colx_cv* src, colx_kctx* kc
   in.out = res->colx_cv_bits;
   kctx->colx_kctx_flags_out |= selected_flag;
   clear_rest(in.out, rows, 0);
-  in.batches = batches_of(kctx->colx_kctx_selection, rows);
+  in.words = selected_words(kctx->colx_kctx_selection, rows);
   return in;
 }
 

@@ -21,11 +21,12 @@
 
 #include <cstring>
 
-#include "kernels/bitvec/row_batches.h"
+#include "kernels/bitvec/selected_words.h"
 #include "kernels/frame/bytes.h"
 #include "kernels/frame/colx_x86.h"
 #include "kernels/frame/decompression.h"
 #include "kernels/frame/platform.h"
+#include "kernels/frame/vectors.h"
 
 namespace colx {
 
@@ -134,7 +135,7 @@ COLX_INLINE uint32_t scan(colx_cv* res, colx_cv* src, const ScanArgs& args, colx
 struct SelectedRows {
   const uint8_t* data;
   uint64_t* out;
-  RowBatches batches;
+  SelectedWords words;
 };
 
 // Rows from `src`, bits from `res`; run-length encoding is not consulted. Clears the output and
@@ -148,14 +149,43 @@ uint32_t close_selected(colx_cv* res, const colx_cv* src, uint64_t* out, uint32_
                         const ScanRules& rules);
 
 template <class Rows>
-COLX_INLINE uint32_t test_selected_row(uint64_t* out, typename Rows::Selected& state, uint32_t r) {
-  const uint64_t hit = Rows::selected_row(state, r);
-  out[r >> 6] |= hit << (r & 63);
-  return static_cast<uint32_t>(hit);
+COLX_INLINE uint64_t selected_bit(typename Rows::Selected& state, uint32_t base, uint32_t bit) {
+  return uint64_t{Rows::selected_row(state, base + bit)} << bit;
 }
 
-// Policies that can test rows in any order: neighbours then wait for each other only to get at
-// their common output word, which four places of the batch in turns avoid.
+// The hits among the rows of a word that has any.
+template <class Rows, Visit visit>
+COLX_INLINE uint64_t hits_of(typename Rows::Selected& state, uint64_t word, uint32_t base) {
+  if (word == 0) __builtin_unreachable();
+  uint64_t hits = 0;
+  if constexpr (visit == Visit::ends_first) {
+    const uint32_t highest = highest_row(word);
+    hits = selected_bit<Rows>(state, base, lowest_row(word)) |
+           selected_bit<Rows>(state, base, highest);
+    word &= (word - 1) & ~(uint64_t{1} << highest);
+  }
+  for (; word != 0; word &= word - 1) hits |= selected_bit<Rows>(state, base, lowest_row(word));
+  return hits;
+}
+
+// The next word is read ahead: so a branch that erred on the rows of this one is found out sooner.
+template <class Rows, Visit visit>
+COLX_INLINE uint32_t test_listed(uint64_t* out, typename Rows::Selected& state,
+                                 const WordList& list, uint32_t listed) {
+  uint32_t count = 0;
+  uint64_t next = list.words[0];
+  for (uint32_t k = 0; k < listed; ++k) {
+    const uint32_t number = list.numbers[k];
+    const uint64_t word = next;
+    next = list.words[k + 1];
+    const uint64_t hits = hits_of<Rows, visit>(state, word, 64 * number);
+    out[number] = hits;
+    count += population(hits);
+  }
+  return count;
+}
+
+// Policies that can test rows in any order.
 template <class Rows>
 inline constexpr bool in_any_order = requires(const typename Rows::Selected& state) {
   Rows::selected_row(state, uint32_t{});
@@ -163,20 +193,13 @@ inline constexpr bool in_any_order = requires(const typename Rows::Selected& sta
 
 template <class Rows>
 COLX_INLINE uint32_t test_selected(SelectedRows& in, typename Rows::Selected& state) {
-  uint64_t* const out = in.out;
-  uint32_t batch[batch_numbers];
+  WordList list;
   uint32_t count = 0;
-  while (const uint32_t drawn = next_batch(in.batches, batch)) {
-    uint32_t i = 0;
-    if constexpr (in_any_order<Rows>) {
-      const size_t quarter = drawn / 4;
-      for (const uint32_t* row = batch; row != batch + quarter; ++row)
-#pragma GCC unroll 4
-        for (size_t place = 0; place < 4; ++place)
-          count += test_selected_row<Rows>(out, state, row[place * quarter]);
-      i = drawn / 4 * 4;
-    }
-    for (; i < drawn; ++i) count += test_selected_row<Rows>(out, state, batch[i]);
+  while (const uint32_t listed = list_words(in.words, list)) {
+    if (in_any_order<Rows> && arrange(list, listed) == Visit::ends_first)
+      count += test_listed<Rows, Visit::ends_first>(in.out, state, list, listed);
+    else
+      count += test_listed<Rows, Visit::ascending>(in.out, state, list, listed);
   }
   return count;
 }

@@ -129,6 +129,22 @@ TEST(DictSelective, SelectionsAroundMultiplesOfABatch) {
   }
 }
 
+TEST(DictSelective, SelectionsOfEverySparsity) {
+  constexpr uint32_t rows = 64 * 70 + 5;
+  for_each_twin([](const DictScan& scan) {
+    if (scan.opc != COLX_OPC_NE && scan.opc != COLX_OPC_LT && scan.opc != COLX_OPC_GE_LE) return;
+    const uint64_t seed = mixed_seed(dict_index(scan), rows);
+    Random random(seed);
+    const uint64_t lo = top_code(scan.width_bits) / 3;
+    const Codes codes = pattern_codes(Pattern::near, scan.width_bits, rows, lo, random);
+    for (unsigned sparsity = 1; sparsity <= 9; ++sparsity) {
+      const Words selection = random.words(words_of(rows), sparsity);
+      ASSERT_EQ(dict_difference(scan, selective_batch(scan, codes, selection, lo, lo + 1)), "")
+          << "sparsity " << sparsity << " seed " << seed;
+    }
+  });
+}
+
 TEST(DictSelective, SelectedBitsAtOrAboveTheRowsAreIgnored) {
   for_each_twin([](const DictScan& scan) {
     // Row 70 on has no code; the selection goes on for two more words.
