@@ -29,18 +29,20 @@ std::string case_name(const ScanKernel& kernel, unsigned halving) {
   return kernel.name() + " 1 in " + std::to_string(1u << halving);
 }
 
+uint64_t next_random(uint64_t& state) {
+  uint64_t random = state += 0x9E3779B97F4A7C15;
+  random = (random ^ (random >> 30)) * 0xBF58476D1CE4E5B9;
+  random = (random ^ (random >> 27)) * 0x94D049BB133111EB;
+  return random ^ (random >> 31);
+}
+
 // Each bit is set with a chance of 1 in 2^halving.
 std::vector<uint64_t> random_selection(uint32_t rows, unsigned halving) {
   std::vector<uint64_t> selection((rows + 63) / 64);
   uint64_t state = halving;
   for (uint64_t& word : selection) {
     word = ~uint64_t{0};
-    for (unsigned i = 0; i < halving; ++i) {
-      uint64_t random = state += 0x9E3779B97F4A7C15;
-      random = (random ^ (random >> 30)) * 0xBF58476D1CE4E5B9;
-      random = (random ^ (random >> 27)) * 0x94D049BB133111EB;
-      word &= random ^ (random >> 31);
-    }
+    for (unsigned i = 0; i < halving; ++i) word &= next_random(state);
   }
   return selection;
 }
@@ -50,7 +52,20 @@ struct SelectedScan {
   std::vector<uint64_t> selection;
   ScanCall twin;
   ScanCall full;
+  uint64_t state = 0;
 };
+
+// A column meets a selection once, while pass after pass over the same one teaches the processor
+// how many rows each of thousands of words has. So half of the bits change places with those of the
+// next word.
+void draw_anew(SelectedScan& scan) {
+  std::vector<uint64_t>& words = scan.selection;
+  for (size_t i = 0; i + 1 < words.size(); i += 2) {
+    const uint64_t moved = (words[i] ^ words[i + 1]) & next_random(scan.state);
+    words[i] ^= moved;
+    words[i + 1] ^= moved;
+  }
+}
 
 std::string fault_of(SelectedScan& scan, ScalarSelected scalar, uint64_t constant) {
   uint64_t* const bits = scan.twin.bits(0);
@@ -79,6 +94,8 @@ Case selective_case(const ScanKernel& kernel, const SizeClass& size, unsigned ha
     const ScalarSelected scalar = scalar_selected(kernel.width_bits);
     Contest contest;
     contest.fault = fault_of(*scan, scalar, constant);
+    contest.before_kernel = contest.before_scalar =
+        contest.before_peer = [scan](unsigned) { draw_anew(*scan); };
     contest.kernel = [scan](unsigned window) { scan->twin.run(window); };
     contest.peer = [scan](unsigned window) { scan->full.run(window); };
     contest.scalar = [=](unsigned window) {
