@@ -200,8 +200,9 @@ int run_program(int argc, char** argv) {
   print_targets(program.targets, findings.results);
   if (csv != nullptr) write_csv(csv, findings.results);
   if (target_csv != nullptr) write_targets(target_csv, program.targets, findings.results);
-  const bool written =
-      close_output(argv[0], options.csv, csv) & close_output(argv[0], options.targets, target_csv);
+  const bool results_written = close_output(argv[0], options.csv, csv);
+  const bool targets_written = close_output(argv[0], options.targets, target_csv);
+  const bool written = results_written && targets_written;
   return findings.wrong_result || !any_matched || !written ? 1 : 0;
 }
 
