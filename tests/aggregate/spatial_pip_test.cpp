@@ -73,6 +73,16 @@ TEST(SpatialPip, ManyVertices) {
   }
 }
 
+TEST(SpatialPip, MoreThan65535EdgesCross) {
+  for (const uint32_t vertices : {65538u, 140001u}) {
+    Polygon zigzag(vertices);
+    for (uint32_t v = 0; v < vertices; ++v) zigzag[v] = {5, v % 2 == 0 ? -1.0 : 1.0};
+    EXPECT_GT(count_of(zigzag, {0, 0}), 65535u);
+    EXPECT_EQ(polygon_difference({zigzag, {0, 0}}), "");
+    EXPECT_EQ(count_of(zigzag, {6, 0}), 0u);
+  }
+}
+
 // Smooth polygons straddle the ray twice: nearly every pair of edges skips the side test.
 TEST(SpatialPip, ACircleIsCrossedOnceFromWithin) {
   for (uint32_t vertices = 3; vertices <= 200; ++vertices) {

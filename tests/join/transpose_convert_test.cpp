@@ -316,6 +316,20 @@ TEST(TransposeConvert, RowsUpToTheHighestRowNumber) {
   }
 }
 
+// Without columns a call of many rows needs no matrix.
+TEST(TransposeConvert, ACallHasMoreThan65535Rows) {
+  for (const ConvertForm form : oracle::convert_forms) {
+    for (const uint32_t rows : {65535u, 65536u, 70001u}) {
+      ConvertBatch batch;
+      batch.form = form;
+      batch.columns = 0;
+      batch.to = rows - 1;
+      EXPECT_EQ(run_convert(batch).position, rows);
+      EXPECT_EQ(convert_difference(batch), "");
+    }
+  }
+}
+
 TEST(TransposeConvert, PartAndBlockMayBeNegative) {
   for (const ConvertForm form : oracle::convert_forms) {
     ConvertBatch batch = two_rows(form);
