@@ -40,7 +40,7 @@ ScanBatch random_batch(unsigned width, uint32_t rows, Random& random) {
   return set_batch(width, codes, random_table(codes, 1, random));
 }
 
-// The published rows of a block.
+// Rows of a block.
 uint32_t block_rows(unsigned width) {
   if (width == 1) return 128;
   return width <= 10 || width == 12 || width == 16 ? 32 : 16;

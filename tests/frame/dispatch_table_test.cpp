@@ -6,41 +6,19 @@
 #include <set>
 #include <string>
 
+#include "tests/frame/operation_texts.h"
 #include "tests/support/kernel_library.h"
 
 namespace colx::test {
 namespace {
 
-// Slots that have a kernel. Grows with every family that lands; complete at 800.
+// Slots that have a kernel.
 constexpr int filled_slots = 800;
 
 const KernelLibrary& library() {
   static const KernelLibrary opened(COLX_LIBRARY_FILE);
   return opened;
 }
-
-const char* const operations[] = {"eq",
-                                  "lt",
-                                  "gt",
-                                  "le",
-                                  "ge",
-                                  "ne",
-                                  "gt_lt",
-                                  "gt_le",
-                                  "ge_lt",
-                                  "ge_le",
-                                  "decode",
-                                  "decode_unpack",
-                                  "decode_symbol",
-                                  "set",
-                                  "burst",
-                                  "sum",
-                                  "distinct",
-                                  "xlate",
-                                  "bloom",
-                                  "add",
-                                  "sub",
-                                  "mul"};
 
 // Bits of a code by width code; 0 where there is no such width.
 unsigned bits_of(uint32_t width_code) {
@@ -61,7 +39,7 @@ std::string width_name(uint32_t width_code) {
 
 std::string predicate_name(uint32_t opc, uint32_t enc, uint32_t width, uint32_t flag) {
   const unsigned bits = bits_of(width);
-  const std::string op = std::string("colx_") + operations[opc];
+  const std::string op = std::string("colx_") + operation_texts[opc];
   if (enc == 1 && bits != 0) return op + "_dict_" + width_name(width) + (flag ? "_null" : "");
   if (enc == 0 && one_of(bits, {8, 16, 32, 64})) {
     return op + "_fixed_" + width_name(width) + (flag ? "_tz" : "");
@@ -74,7 +52,7 @@ std::string predicate_name(uint32_t opc, uint32_t enc, uint32_t width, uint32_t 
 
 std::string decoder_name(uint32_t opc, uint32_t enc, uint32_t width, uint32_t flag) {
   const unsigned bits = bits_of(width);
-  const std::string op = operations[opc];
+  const std::string op = operation_texts[opc];
   if (flag != 0) return "";
   if (op == "burst") {
     if (enc != 3 || !one_of(width, {6, 7, 14, 15})) return "";
@@ -99,7 +77,7 @@ std::string xlate_name(uint32_t enc, uint32_t width, uint32_t flag) {
 
 std::string arithmetic_name(uint32_t opc, uint32_t enc, uint32_t width, uint32_t flag) {
   if (enc != 0 || (width & ~13u) != 0) return "";
-  return std::string("colx_") + operations[opc] + (width & 1 ? "_double" : "_float") +
+  return std::string("colx_") + operation_texts[opc] + (width & 1 ? "_double" : "_float") +
          (width & 4 ? "_c" : "_n") + (width & 8 ? "_c" : "_n") + (flag ? "_sum" : "");
 }
 
@@ -122,10 +100,11 @@ TEST(NamingRule, FillsEightHundredSlotsByOperation) {
   for (uint32_t i = 0; i < COLX_DISPATCH_SLOTS; ++i) {
     if (rule(i).empty()) continue;
     ++all;
-    ++count[operations[i % 32]];
+    ++count[operation_texts[i % 32]];
   }
   EXPECT_EQ(all, 800);
-  for (int opc = 0; opc < 10; ++opc) EXPECT_EQ(count[operations[opc]], 60) << operations[opc];
+  for (int opc = 0; opc < 10; ++opc)
+    EXPECT_EQ(count[operation_texts[opc]], 60) << operation_texts[opc];
   EXPECT_EQ(count["decode"], 22);
   EXPECT_EQ(count["decode_unpack"], 22);
   EXPECT_EQ(count["decode_symbol"], 3);
@@ -174,7 +153,7 @@ TEST(DispatchTable, OperationsOfALandedFamilyAreWhole) {
   for (uint32_t i = 0; i < COLX_DISPATCH_SLOTS; ++i) {
     if (rule(i).empty()) continue;
     auto& [filled, due] =
-        filled_and_due[operations[i % 32] + std::string(" enc ") + std::to_string(i / 32 % 4)];
+        filled_and_due[operation_texts[i % 32] + std::string(" enc ") + std::to_string(i / 32 % 4)];
     filled += library().kernel(i) != nullptr;
     ++due;
   }

@@ -2,36 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/frame/operation_texts.h"
+
 namespace colx::test {
 namespace {
-
-const char* const names[] = {"eq",
-                             "lt",
-                             "gt",
-                             "le",
-                             "ge",
-                             "ne",
-                             "gt_lt",
-                             "gt_le",
-                             "ge_lt",
-                             "ge_le",
-                             "decode",
-                             "decode_unpack",
-                             "decode_symbol",
-                             "set",
-                             "burst",
-                             "sum",
-                             "distinct",
-                             "xlate",
-                             "bloom",
-                             "add",
-                             "sub",
-                             "mul"};
 
 TEST(OperationName, EveryOperationOnEveryEncodingButRle) {
   for (uint32_t enc : {0u, 1u, 2u, 4u, 0xFFFFFFFFu}) {
     for (uint32_t opc = 0; opc < 22; ++opc) {
-      EXPECT_STREQ(colx_overload_opc_name(opc, enc), names[opc]) << enc;
+      EXPECT_STREQ(colx_overload_opc_name(opc, enc), operation_texts[opc]) << enc;
     }
   }
 }

@@ -16,12 +16,7 @@ BloomBatch random_batch(unsigned width, uint32_t rows, Random& random) {
   BloomBatch batch;
   batch.width_bits = width;
   for (uint32_t r = 0; r < rows; ++r) batch.values.push_back(random.next());
-  batch.hash_mask = random.pick<uint32_t>(masks);
-  batch.partitioned = random.one_in(2);
-  batch.part_shift = static_cast<uint32_t>(random.below(batch.partitioned ? 16 : 64));
-  batch.bit_mask = static_cast<uint32_t>(random.bits(12)) >> (batch.part_shift < 6 ? 8 : 0);
-  batch.one_bit_in = random.pick<unsigned>(densities);
-  batch.edge = random.one_in(2) ? Edge::begin : Edge::end;
+  choose_filter(batch, masks, densities, random);
   return batch;
 }
 

@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "tests/join/flag_subsets.h"
 #include "tests/support/crash_note.h"
 #include "tests/support/gather_stage.h"
 
@@ -18,15 +19,6 @@ constexpr uint32_t result_flags[] = {COLX_FIXED,  COLX_LV_SEP, COLX_LV,
                                      COLX_LP_SEP, COLX_LP,     COLX_DLP};
 constexpr uint32_t source_flags[] = {COLX_FIXED, COLX_RIDVALUE, COLX_LP_SEP, COLX_LP, COLX_DLP};
 constexpr uint32_t store_bits[] = {COLX_STORE_CLA, COLX_STORE_DLP, COLX_STORE_LP};
-
-// The flags whose bits are set in `subset`.
-uint32_t some_of(std::span<const uint32_t> flags, unsigned subset) {
-  uint32_t all = 0;
-  for (size_t i = 0; i < flags.size(); ++i) {
-    if ((subset >> i & 1) != 0) all |= flags[i];
-  }
-  return all;
-}
 
 struct Choice {
   uint32_t res_flags;

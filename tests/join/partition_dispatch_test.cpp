@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "tests/join/flag_subsets.h"
 #include "tests/support/crash_note.h"
 #include "tests/support/partition_stage.h"
 
@@ -21,14 +22,6 @@ constexpr uint32_t payload_flags[] = {COLX_FIXED,  COLX_LV_SEP, COLX_LV,
 
 colx_partition_call* entry() {
   return colx_global_specialized_ctx.colx_sctx_partition;
-}
-
-uint32_t some_of(std::span<const uint32_t> flags, unsigned subset) {
-  uint32_t all = 0;
-  for (size_t i = 0; i < flags.size(); ++i) {
-    if ((subset >> i & 1) != 0) all |= flags[i];
-  }
-  return all;
 }
 
 struct Choice {

@@ -5,22 +5,11 @@
 
 #include "tests/oracle/bit_vectors.h"
 #include "tests/oracle/native_numbers.h"
+#include "tests/support/call_records.h"
 #include "tests/support/crash_note.h"
 
 namespace colx::test {
-namespace {
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-std::string unlike(const char* what, uint64_t is, uint64_t should_be) {
-  if (is == should_be) return {};
-  return std::string(what) + " " + std::to_string(is) + ", not " + std::to_string(should_be);
-}
-
-}  // namespace
+namespace {}  // namespace
 
 std::string describe(const BloomBatch& batch) {
   return std::to_string(batch.values.size()) + " rows from " + std::to_string(batch.start) +
@@ -28,6 +17,16 @@ std::string describe(const BloomBatch& batch) {
          (batch.partitioned ? ", partitions by a shift of " + std::to_string(batch.part_shift) +
                                   ", bit mask " + std::to_string(batch.bit_mask)
                             : ", flat");
+}
+
+void choose_filter(BloomBatch& batch, std::span<const uint32_t> hash_masks,
+                   std::span<const unsigned> shares, Random& random) {
+  batch.hash_mask = random.pick(hash_masks);
+  batch.partitioned = random.one_in(2);
+  batch.part_shift = static_cast<uint32_t>(random.below(batch.partitioned ? 16 : 64));
+  batch.bit_mask = static_cast<uint32_t>(random.bits(12)) >> (batch.part_shift < 6 ? 8 : 0);
+  batch.one_bit_in = random.pick(shares);
+  batch.edge = random.one_in(2) ? Edge::begin : Edge::end;
 }
 
 BloomStage& bloom_stage() {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,10 @@ struct BloomBatch {
 };
 
 std::string describe(const BloomBatch& batch);
+
+// Chooses a filter at random: one of the hash masks, one of the shares of set bits (`one_bit_in`).
+void choose_filter(BloomBatch& batch, std::span<const uint32_t> hash_masks,
+                   std::span<const unsigned> shares, Random& random);
 
 class BloomStage {
  public:

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "kernels/join/table_passes.h"
+#include "tests/support/call_records.h"
 #include "tests/support/crash_note.h"
 
 namespace colx::test {
@@ -17,11 +18,6 @@ constexpr uint32_t k2v8 = COLX_HT_K2V8, k2v4 = COLX_HT_K2V4, k4v8 = COLX_HT_K4V8
 
 bool is_record(KeyLayout layout) {
   return layout == KeyLayout::hashrid || layout == KeyLayout::hashgdrid;
-}
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
 std::string kctx_difference(const colx_kctx& now, const colx_kctx& expected) {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "tests/oracle/stored_numbers.h"
+#include "tests/support/call_records.h"
 #include "tests/support/crash_note.h"
 
 namespace colx::test {
@@ -17,11 +18,6 @@ Bytes stored_runs(oracle::RunRows kind, const BurstBatch& batch) {
   std::vector<uint32_t> first_rows = {batch.first_row};
   for (const uint32_t length : batch.lengths) first_rows.push_back(first_rows.back() + length);
   return oracle::big_endian_array(first_rows, 4);
-}
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
 }
 
 // The first bit that is not as expected.

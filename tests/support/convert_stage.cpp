@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "tests/support/call_records.h"
 #include "tests/support/crash_note.h"
 
 extern "C" {
@@ -14,11 +15,6 @@ namespace colx::test {
 namespace {
 
 using oracle::ConvertForm;
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
-}
 
 // A store all of whose arrays are unreadable.
 colx_row_store closed_store(void* untouchable) {

@@ -24,7 +24,7 @@ constexpr bool is_aligned_width(unsigned width_bits) {
   return width_bits == 8 || width_bits == 16 || width_bits == 32 || width_bits == 64;
 }
 
-// Rows that one step of these kernels covers, from the published step tables.
+// Rows that one step of these kernels covers.
 unsigned dict_rows_per_step(unsigned width_bits);
 
 uint32_t dict_index(const oracle::DictScan& scan);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "tests/support/call_records.h"
 #include "tests/support/crash_note.h"
 
 namespace colx::test {
@@ -15,11 +16,6 @@ using oracle::GatherStore;
 
 // Rooms above this are not granted whole: an output then ends where the last value ends.
 constexpr uint64_t most_room = 1 << 20;
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
-}
 
 bool reads_values(GatherResult result) {
   return result == GatherResult::fixed || result == GatherResult::lv ||

@@ -6,29 +6,13 @@
 
 #include "tests/oracle/packed_codes_oracle.h"
 #include "tests/oracle/stored_numbers.h"
+#include "tests/support/call_records.h"
 #include "tests/support/crash_note.h"
 
 namespace colx::test {
 namespace {
 
 constexpr size_t stream_slack_bytes = 16;
-constexpr uint8_t dirt = 0xA5;  // as a pointer it is no address
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
-}
-
-template <class T>
-void make_dirty(T& record) {
-  std::memset(static_cast<void*>(&record), dirt, sizeof record);
-}
-
-template <class T>
-T* place_array(GuardedPages& pages, const std::vector<T>& values, Edge edge) {
-  const auto* const bytes = reinterpret_cast<const uint8_t*>(values.data());
-  return reinterpret_cast<T*>(pages.place({bytes, values.size() * sizeof(T)}, 0, edge));
-}
 
 uint32_t number_at(const void* at) {
   uint32_t number;
@@ -142,10 +126,10 @@ void GroupKeyStage::place_row_choice() {
     uint32_t rows = 0;
     for (const GroupedColumn& column : batch_.columns) rows = std::max(rows, column.rows);
     readable.resize(std::max(words_of(rows), 1u));
-    kctx.colx_kctx_selection = place_array(selection_pages_, readable, batch_.edge);
+    kctx.colx_kctx_selection = selection_pages_.place_values(readable, batch_.edge);
   }
   if (batch_.list) {
-    kctx.colx_kctx_rows = place_array(list_pages_, *batch_.list, batch_.edge);
+    kctx.colx_kctx_rows = list_pages_.place_values(*batch_.list, batch_.edge);
     kctx.colx_kctx_num_rows = static_cast<uint32_t>(batch_.list->size());
   }
 }
@@ -161,7 +145,7 @@ void GroupKeyStage::set(const GroupKeyBatch& batch) {
       if ((batch.columns[c].store == Store::compressed) == compressed) place_column(c);
     }
   }
-  vectors_at_ = place_array(vectors_pages_, vectors_, batch.edge);
+  vectors_at_ = vectors_pages_.place_values(vectors_, batch.edge);
 
   make_dirty(res);
   make_dirty(scratch);

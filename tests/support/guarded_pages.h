@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace colx::test {
 
@@ -39,6 +40,13 @@ class GuardedPages {
 
   // A copy of `content` followed by `slack_bytes` readable bytes of noise, at that edge.
   uint8_t* place(std::span<const uint8_t> content, size_t slack_bytes, Edge edge);
+
+  // A copy of the values and nothing behind them, at that edge.
+  template <class Value>
+  Value* place_values(const std::vector<Value>& values, Edge edge) {
+    const auto* const bytes = reinterpret_cast<const uint8_t*>(values.data());
+    return reinterpret_cast<Value*>(place({bytes, values.size() * sizeof(Value)}, 0, edge));
+  }
 
   // An address that must not be touched, with unreadable memory a page up and a page down.
   uint8_t* unreadable();

@@ -4,6 +4,7 @@
 
 #include "kernels/join/hash_passes.h"
 #include "tests/oracle/native_numbers.h"
+#include "tests/support/call_records.h"
 #include "tests/support/chosen_hash.h"
 #include "tests/support/crash_note.h"
 
@@ -16,11 +17,6 @@ using oracle::SeedMode;
 uint32_t call_entry(colx_cv* res, colx_cv* src, colx_cv* seeds, colx_hash_fn fn) {
   static int not_to_be_used;
   return colx_hash_dydi(res, src, seeds, fn, &not_to_be_used);
-}
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
 std::string text_of(const oracle::HashCall& call, const oracle::HashCall& other) {

@@ -5,6 +5,7 @@
 #include "tests/oracle/native_numbers.h"
 #include "tests/oracle/packed_codes_oracle.h"
 #include "tests/oracle/stored_numbers.h"
+#include "tests/support/call_records.h"
 #include "tests/support/chosen_hash.h"
 
 namespace colx::test {
@@ -22,11 +23,6 @@ void add_native(Bytes& to, uint64_t value, unsigned bytes) {
 
 void add_bytes(Bytes& to, const Bytes& more) {
   to.insert(to.end(), more.begin(), more.end());
-}
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
 bool holds(const void* at, const Bytes& content) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "tests/support/call_records.h"
 #include "tests/support/chosen_hash.h"
 #include "tests/support/crash_note.h"
 
@@ -13,11 +14,6 @@ using oracle::Carried;
 using oracle::KeyLayout;
 using oracle::PartitionForm;
 using oracle::PartitionRecords;
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
-}
 
 uint64_t partitions_of(const PartitionBatch& batch) {
   return batch.hi < batch.shift ? 1 : uint64_t{1} << (batch.hi + 1 - batch.shift);

@@ -4,6 +4,7 @@
 
 #include "kernels/join/table_passes.h"
 #include "tests/oracle/native_numbers.h"
+#include "tests/support/call_records.h"
 #include "tests/support/crash_note.h"
 
 namespace colx::test {
@@ -14,16 +15,6 @@ using oracle::RidValue;
 
 constexpr uint32_t k2v8 = COLX_HT_K2V8, k2v4 = COLX_HT_K2V4, k4v8 = COLX_HT_K4V8,
                    k4v4 = COLX_HT_K4V4;
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-std::string unlike(const char* what, uint64_t is, uint64_t should_be) {
-  if (is == should_be) return {};
-  return std::string(what) + " " + std::to_string(is) + ", not " + std::to_string(should_be);
-}
 
 std::string kctx_difference(const colx_kctx& now, const colx_kctx& expected) {
   std::string text = unlike("position", now.colx_kctx_position, expected.colx_kctx_position);

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "tests/support/call_records.h"
+
 namespace colx::test {
 namespace {
 
@@ -17,11 +19,6 @@ std::span<const uint8_t> as_bytes(const Words& words) {
 uint64_t* place_words(GuardedPages& pages, const std::optional<Words>& words, Edge edge) {
   if (!words) return nullptr;
   return reinterpret_cast<uint64_t*>(pages.place(as_bytes(*words), 0, edge));
-}
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
 }
 
 bool holds(const void* at, std::span<const uint8_t> content) {

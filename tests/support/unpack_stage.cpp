@@ -6,28 +6,14 @@
 
 #include "tests/oracle/packed_codes_oracle.h"
 #include "tests/oracle/stored_numbers.h"
+#include "tests/support/call_records.h"
 #include "tests/support/crash_note.h"
+#include "tests/support/dict_batch.h"
 
 namespace colx::test {
 namespace {
 
 constexpr size_t stream_slack_bytes = 16;
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
-}
-
-template <class T>
-T* place_array(GuardedPages& pages, const std::vector<T>& values, Edge edge) {
-  const auto* const bytes = reinterpret_cast<const uint8_t*>(values.data());
-  return reinterpret_cast<T*>(pages.place({bytes, values.size() * sizeof(T)}, 0, edge));
-}
-
-std::string unlike(const char* what, uint32_t is, uint32_t expected) {
-  if (is == expected) return {};
-  return std::string(what) + " is " + std::to_string(is) + ", expected " + std::to_string(expected);
-}
 
 std::string fields_difference(const UnpackRun& run, const oracle::UnpackOutcome& expected) {
   std::string text = unlike("colx_cv_num_set", run.num_set, expected.num_set);
@@ -62,24 +48,7 @@ uint32_t unpack_alignment_rows(unsigned width_bits) {
 }
 
 uint32_t unpack_block_rows(unsigned width_bits) {
-  switch (width_bits) {
-    case 1:
-    case 2:
-    case 4:
-    case 8:
-      return 128;
-    case 3:
-    case 5:
-    case 6:
-    case 7:
-    case 9:
-    case 10:
-    case 12:
-    case 16:
-      return 64;
-    default:
-      return 32;
-  }
+  return dict_rows_per_step(width_bits);
 }
 
 UnpackBatch unpack_batch(unsigned width_bits, std::vector<uint64_t> codes) {
@@ -187,9 +156,9 @@ void UnpackStage::set(const UnpackBatch& batch) {
     if (walked) words = std::max<size_t>(words, batch.position / 64 + 1);
     Words readable = *batch.selection;
     readable.resize(words);
-    kctx.colx_kctx_selection = place_array(selection_pages_, readable, batch.edge);
+    kctx.colx_kctx_selection = selection_pages_.place_values(readable, batch.edge);
   }
-  if (batch.list) kctx.colx_kctx_rows = place_array(list_pages_, *batch.list, batch.edge);
+  if (batch.list) kctx.colx_kctx_rows = list_pages_.place_values(*batch.list, batch.edge);
   if (batch.raw_list != nullptr) kctx.colx_kctx_rows = batch.raw_list;
   kctx.colx_kctx_num_rows = batch.list ? static_cast<uint32_t>(batch.list->size()) : 0;
   kctx.colx_kctx_flags = batch.kctx_flags;

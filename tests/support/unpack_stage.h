@@ -32,7 +32,7 @@ UnpackKernel unpack_kernel(unsigned width_bits);
 // Rows up to the next place where the codes and the selection both begin a byte: lcm(8, width).
 uint32_t unpack_alignment_rows(unsigned width_bits);
 
-// Rows of a block, from the published table.
+// Rows of a block: as many as a step of the predicates covers.
 uint32_t unpack_block_rows(unsigned width_bits);
 
 struct UnpackBatch {

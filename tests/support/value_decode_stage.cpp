@@ -4,17 +4,13 @@
 
 #include "tests/oracle/packed_codes_oracle.h"
 #include "tests/oracle/stored_numbers.h"
+#include "tests/support/call_records.h"
 #include "tests/support/crash_note.h"
 
 namespace colx::test {
 namespace {
 
 constexpr size_t stream_slack_bytes = 16;
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
-}
 
 template <class T>
 T element(const uint8_t* array, size_t i) {
@@ -29,11 +25,6 @@ bool dirty(const uint8_t* array, size_t bytes) {
     if (array[i] != GuardedOutput::dirty_byte(i)) return false;
   }
   return true;
-}
-
-std::string unlike(const char* what, uint32_t is, uint32_t expected) {
-  if (is == expected) return {};
-  return std::string(what) + " is " + std::to_string(is) + ", expected " + std::to_string(expected);
 }
 
 ValueKernel kernel_of(uint32_t opc, unsigned width_bits) {

@@ -6,22 +6,11 @@
 
 #include "tests/oracle/bit_vectors.h"
 #include "tests/oracle/stored_numbers.h"
+#include "tests/support/call_records.h"
 #include "tests/support/crash_note.h"
 
 namespace colx::test {
 namespace {
-
-constexpr uint8_t dirt = 0xA5;  // as a pointer it is no address
-
-template <class T>
-void make_dirty(T& record) {
-  std::memset(static_cast<void*>(&record), dirt, sizeof record);
-}
-
-template <class T>
-bool same_bytes(const T& a, const T& b) {
-  return std::memcmp(&a, &b, sizeof(T)) == 0;
-}
 
 // Where an array would begin of which only the part from that byte on exists.
 template <class T>
@@ -34,13 +23,8 @@ T* moved_back(const T* at, uint64_t bytes) {
 colx_enc_ctx* bare_context(GuardedPages& pages, size_t byte, Edge edge) {
   if (edge == Edge::begin) return reinterpret_cast<colx_enc_ctx*>(pages.at_begin(8) - byte);
   uint8_t* const at = pages.at_end(byte + 8);
-  std::memset(at, dirt, byte + 8);
+  std::memset(at, record_dirt, byte + 8);
   return reinterpret_cast<colx_enc_ctx*>(at);
-}
-
-std::string unlike(const char* what, uint32_t is, uint32_t expected) {
-  if (is == expected) return {};
-  return std::string(what) + " is " + std::to_string(is) + ", expected " + std::to_string(expected);
 }
 
 std::string fields_difference(const XlateRun& run, const oracle::XlateOutcome& expected) {
@@ -84,7 +68,8 @@ const uint8_t* XlateStage::place_input(GuardedPages& pages, std::vector<uint8_t>
 const uint8_t* XlateStage::place_elements(GuardedPages& pages, const Numbers& elements,
                                           size_t used) {
   const std::span<const uint32_t> kept = {elements.data(), std::min(used, elements.size())};
-  return place_input(pages, oracle::stored_elements(kept, kernel_.translation.element_bits, dirt));
+  return place_input(pages,
+                     oracle::stored_elements(kept, kernel_.translation.element_bits, record_dirt));
 }
 
 void XlateStage::place_rows() {

@@ -87,12 +87,7 @@ std::string bloom_batch_difference(uint64_t seed) {
   batch.values.resize(random.below(400));
   for (uint64_t& value : batch.values) value = random.next();
   batch.start = static_cast<uint32_t>(random.below(batch.values.size() + 1));
-  batch.hash_mask = random.pick<uint32_t>(masks);
-  batch.partitioned = random.one_in(2);
-  batch.part_shift = static_cast<uint32_t>(random.below(batch.partitioned ? 16 : 64));
-  batch.bit_mask = static_cast<uint32_t>(random.bits(12)) >> (batch.part_shift < 6 ? 8 : 0);
-  batch.one_bit_in = random.pick<unsigned>(densities);
-  batch.edge = random.one_in(2) ? Edge::begin : Edge::end;
+  choose_filter(batch, masks, densities, random);
   if (kernel.form.form == oracle::BloomForm::selective) {
     batch.selection = random.words(batch.values.size() / 64 + 1, 1 + random.below(3));
   }
