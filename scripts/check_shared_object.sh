@@ -5,7 +5,7 @@
 #
 # usage: check_shared_object.sh LIBRARY EXPORT_LIST EXPORT_COUNT
 #
-# EXPORT_LIST is the linker's version script; EXPORT_COUNT is how many of its names exist so far.
+# EXPORT_LIST is the linker's version script, EXPORT_COUNT how many names it exports.
 # Prints a line per fact and ends with status 1 if one does not hold.
 set -u -o pipefail
 
