@@ -7,7 +7,6 @@
 // The entries are cumulative offsets (cla) or lp records. A row is kept whole or given up whole:
 // where a value does not fit, both write positions go back to the start of its row, and what was
 // copied of the row is garbage behind them.
-#include "kernels/frame/platform.h"
 #include "kernels/join/row_store.h"
 #include "kernels/join/transpose_kernels.h"
 #include "kernels/join/value_copy.h"
@@ -79,8 +78,7 @@ COLX_INLINE bool convert_row(Entries& entries, uint8_t*& cursor, const uint8_t* 
   if constexpr (form == Form::row) entries.open(cursor);
   for (const uint8_t* const row_end = record + columns * lp_record_bytes; record != row_end;
        record += lp_record_bytes) {
-    RowBytes value = lp_value(record);
-    COLX_MEET_IN_REGISTER(value.length);  // widened once, compared and added as it is
+    const RowBytes value = lp_value(record);
     if (!fits<form>(cursor, end, value.length)) return false;
     if constexpr (form == Form::row) {
       store_as(cursor, static_cast<uint16_t>(value.length));
