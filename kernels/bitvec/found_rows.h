@@ -23,8 +23,9 @@ struct FoundRows {
 
   // Bit k of `found` is row + k. Without a branch on what was found, but for the very first row.
   COLX_INLINE void add(uint32_t row, uint64_t found) {
-    if (first == no_row) [[unlikely]]
+    if (first == no_row) [[unlikely]] {
       if (found != 0) first = row + static_cast<uint32_t>(std::countr_zero(found));
+    }
     last_from = found != 0 ? row : last_from;
     last_found = found != 0 ? found : last_found;
     count += population(found);
