@@ -8,9 +8,9 @@ target_compile_options(colx_flags INTERFACE
   -march=x86-64 -msse4.2 -mpopcnt -mno-avx
   $<$<BOOL:${COLX_WARNINGS_AS_ERRORS}>:-Werror>)
 if(COLX_SANITIZE)
-  # -O1 and few symbols: builds that take minutes otherwise. AddressSanitizer stops at a null pointer
-  # and past the end of an object, too; the undefined behaviour sanitizer's own checks of these two
-  # are a third of the time that it takes to compile the kernels.
+  # -O1 and few symbols: builds that take minutes otherwise. AddressSanitizer stops at a null
+  # pointer and past the end of an object, too; the undefined behaviour sanitizer's own checks of
+  # these two are a third of the time that it takes to compile the kernels.
   target_compile_options(colx_flags INTERFACE
     -O1 -g1 -fsanitize=${COLX_SANITIZE} -fno-sanitize=null,object-size -fno-sanitize-recover=all
     -fno-omit-frame-pointer)

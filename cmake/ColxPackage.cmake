@@ -1,6 +1,6 @@
-# `cpack -G DEB` makes one Debian package of what `cmake --install` copies. The library's unversioned
-# name is in it, as hosts load the library by that name. The library keeps its local symbols: a
-# profile names each kernel by them.
+# `cpack -G DEB` makes one Debian package of what `cmake --install` copies. The library's
+# unversioned name is in it, as hosts load the library by that name. The library keeps its local
+# symbols: a profile names each kernel by them.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME colx)

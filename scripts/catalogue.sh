@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Writes docs/kernels.md anew: the 800 kernels and the exported functions, as the registry, the built
-# library and the public header have them.
+# Writes docs/kernels.md anew: the 800 kernels and the exported functions, as the registry, the
+# built library and the public header have them.
 #
 # usage: catalogue.sh
 set -euo pipefail

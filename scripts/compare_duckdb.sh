@@ -35,8 +35,10 @@ for tool in node npm; do
 done
 "$root/scripts/install_packages.sh" demo
 mkdir -p "$work/tables"
-cmake -S "$root" -B "$root/build" >"$work/build.log" 2>&1 &&
-  cmake --build "$root/build" -j "$(nproc)" --target colx_x86 colx_star >>"$work/build.log" 2>&1 || {
+{
+  cmake -S "$root" -B "$root/build" &&
+    cmake --build "$root/build" -j "$(nproc)" --target colx_x86 colx_star
+} >"$work/build.log" 2>&1 || {
   tail -n 40 "$work/build.log" >&2
   exit 1
 }

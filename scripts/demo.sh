@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the library and the demo host, with all set-up a fresh Debian 12 needs, and runs the demo:
-# a table of 600,000 rows in compressed column vectors, queried through libcolx_x86.so and checked row
-# by row and against SQLite.
+# a table of 600,000 rows in compressed column vectors, queried through libcolx_x86.so and checked
+# row by row and against SQLite.
 #
 # usage: demo.sh [OPTION of colx_star]...        demo.sh --help lists them
 set -euo pipefail

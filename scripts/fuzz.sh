@@ -48,7 +48,8 @@ keep() {
   find "$merged" -type f -size +0 -newer "$merged.begun" -printf '%T@ %p\n' | sort -n | head -n 40 |
     while read -r _ name; do cp "$name" "$kept/$target"; done
   echo "$target: $(find "$kept/$target" -type f | wc -l) inputs," \
-    "$(find "$kept/$target" -type f -printf '%s\n' | awk '{ all += $1 } END { print all + 0 }') bytes"
+    "$(find "$kept/$target" -type f -printf '%s\n' |
+      awk '{ all += $1 } END { print all + 0 }') bytes"
 }
 
 run() {

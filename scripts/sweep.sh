@@ -17,8 +17,10 @@ if ! [[ $seed =~ ^[0-9]+$ && $batches =~ ^[1-9][0-9]*$ ]]; then
 fi
 
 scripts/install_packages.sh
-{ cmake --preset release &&
-  cmake --build --preset release --target sweep_test function_sweep_test; } >build-sweep.log 2>&1 || {
+{
+  cmake --preset release &&
+    cmake --build --preset release --target sweep_test function_sweep_test
+} >build-sweep.log 2>&1 || {
   tail -n 60 build-sweep.log >&2
   exit 1
 }

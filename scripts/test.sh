@@ -5,13 +5,13 @@
 #
 # Builds as a newcomer would and runs the demo, then the release suite in the same folder, the Arrow
 # data interface against DuckDB (a line says so where that cannot be had), on an emulated baseline
-# processor those tests of the suite that end within seconds there, the sweeps of all kernels and the
-# tests of the host toolkit under AddressSanitizer and UndefinedBehaviorSanitizer, and the fuzz
+# processor those tests of the suite that end within seconds there, the sweeps of all kernels and
+# the tests of the host toolkit under AddressSanitizer and UndefinedBehaviorSanitizer, and the fuzz
 # targets for 10 seconds each (fuzz.sh for longer). Within 15 minutes on 2 cores.
 #
 # --all adds the slow tests on the baseline processor and, one variant at a time, the whole suite of
-# the presets debug, clang, asan and release, benchmarks built and warnings as errors, the tests with
-# threads under ThreadSanitizer, and the benchmark of one family with its report.
+# the presets debug, clang, asan and release, benchmarks built and warnings as errors, the tests
+# with threads under ThreadSanitizer, and the benchmark of one family with its report.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -5,8 +5,9 @@ usage: quote_programs.py SOURCE_DIR PROGRAM_DIR LIBRARY
 A block of C or C++ stands below a line <!-- FILE: REGION --> and is, to the letter, what FILE has
 between the lines "// region: REGION" and "// end"; or it stands below <!-- FILE --> and is a run of
 whole lines of FILE. A block of text below <!-- FILE prints --> is a run of whole lines of what the
-program of FILE prints. A page that quotes a program marks all its blocks of text. Every region of the programs in examples/guide is quoted by some page, and every one
-of those programs ends with status 0.
+program of FILE prints. A page that quotes a program marks all its blocks of text. Every region of
+the programs in examples/guide is quoted by some page, and every one of those programs ends with
+status 0.
 """
 
 import re

@@ -88,8 +88,8 @@ def put_noticing_tests_first(faults, path):
 
 def copy_tree(source, work):
     copy = work / "source"
-    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=source, check=True,
-                            capture_output=True, text=True).stdout.split()
+    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=source,
+                            check=True, capture_output=True, text=True).stdout.split()
     for name in listed:
         old, new = source / name, copy / name
         if not old.is_file():
@@ -105,8 +105,8 @@ def copy_tree(source, work):
 
 
 def build(work, jobs, targets):
-    return subprocess.run(["cmake", "--build", work / "build", "-j", str(jobs), "--target", *targets],
-                          capture_output=True, text=True)
+    command = ["cmake", "--build", work / "build", "-j", str(jobs), "--target", *targets]
+    return subprocess.run(command, capture_output=True, text=True)
 
 
 def first_failing_test(work, tests):

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Makes the Debian package, installs it below an empty root with a package database of its own, runs a
-# program against it, removes it and proves that nothing is left. The system's own packages stay as
-# they are; root's rights are not needed. The C compiler comes by CC, CMake by CMAKE.
+# Makes the Debian package, installs it below an empty root with a package database of its own, runs
+# a program against it, removes it and proves that nothing is left. The system's own packages stay
+# as they are; root's rights are not needed. The C compiler comes by CC, CMake by CMAKE.
 #
 # usage: check_debian_package.sh BUILD WORK     WORK is emptied first
 set -euo pipefail

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs into an empty prefix, moves it elsewhere, and builds and runs outside programs against it:
-# C11 that loads the library, C++17 that links it, and a CMake project on the host toolkit. Compilers
-# come by CC and CXX, CMake by CMAKE.
+# Installs into an empty prefix, moves it elsewhere, and builds and runs outside programs against
+# it: C11 that loads the library, C++17 that links it, and a CMake project on the host toolkit.
+# Compilers come by CC and CXX, CMake by CMAKE.
 #
 # usage: check_installation.sh BUILD WORK     WORK is emptied first
 set -euo pipefail
