@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes deliberate faults in the kernels, one at a time, and shows which test notices each.
 
-usage: mutate.py SOURCE WORK [--report FILE] [--jobs N] [NAME-PART]...
+usage: mutate.py SOURCE WORK [--report FILE] [--jobs N] [--check] [NAME-PART]...
 
 The faults stand in the *.txt files beside this program:
 
@@ -14,7 +14,8 @@ The faults stand in the *.txt files beside this program:
 
 SOURCE is copied to WORK/source and built in WORK/build, so nothing in SOURCE changes. A fault is
 noticed if a test program fails, crashes or hangs; one that does not compile is an error of the
-list. With NAME-PARTs only faults whose file of faults or text has one of them are made.
+list. With NAME-PARTs only faults whose file of faults or text has one of them are made. --check
+only looks whether the code that each fault replaces is there, once.
 """
 
 import argparse
@@ -175,6 +176,7 @@ def main():
     parser.add_argument("work", type=pathlib.Path)
     parser.add_argument("--report")
     parser.add_argument("--jobs", type=int, default=2)
+    parser.add_argument("--check", action="store_true")
     parser.add_argument("names", nargs="*")
     options = parser.parse_intermixed_args()
 
@@ -182,8 +184,13 @@ def main():
     if options.names:
         faults = [fault for fault in faults
                   if any(part in fault.family + ": " + fault.text for part in options.names)]
+    if not faults:
+        sys.exit(f"no fault has {' or '.join(options.names)} in the name of its list or its text")
     for fault in faults:
         with_fault(options.source, fault)
+    if options.check:
+        print(f"{len(faults)} faults can be made")
+        return 0
     put_noticing_tests_first(faults, options.source / "docs/mutations.md")
     copy = copy_tree(options.source.resolve(), options.work.resolve())
     work = options.work.resolve()
