@@ -24,7 +24,7 @@ Result<bool> compress_chunk(Chunk& chunk);
 uint64_t compress_column(StoredColumn& column);
 
 // A dictionary at rest: the bytes of its symbols in one wpak stream, or as they are where that is
-// no larger, and their lengths. Expanded as a whole, since any code may be asked for.
+// no larger, and their lengths. Expanded whole: any code may be asked for. Threads may share it.
 class CompressedDictionary {
  public:
   // `symbols[code]` is the value of a code, copied. Errors: a value above max_symbol_bytes, more

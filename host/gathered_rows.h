@@ -14,7 +14,7 @@
 
 namespace colx::host {
 
-// Entry numbers of a store, in memory that the caller keeps; kernels read nothing behind them.
+// Entry numbers of a store in memory that the caller keeps, read exactly. Threads may share it.
 class EntryList {
  public:
   // Numbers of 4 bytes.

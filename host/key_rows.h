@@ -11,7 +11,7 @@
 
 namespace colx::host {
 
-// A batch of keys, in memory that the caller keeps. Kernels read the keys and nothing behind them.
+// A batch of keys in memory that the caller keeps, read exactly. Threads may share it.
 class KeyRows {
  public:
   // `data`: the keys back to back, `key_bytes` each, 1 to 8191. Errors: another width, bytes that
@@ -58,7 +58,7 @@ class KeyRows {
   uint32_t key_bytes_ = 0;
 };
 
-// What a row of a join carries along: a number of its own, as a rule its row number.
+// What a row of a join carries along, as a rule its row number. Threads may share it.
 class RowValues {
  public:
   // first, first + 1, ...

@@ -33,7 +33,7 @@ struct Error {
 [[noreturn]] void stop_on_unchecked_error(const std::string& message);
 
 // Either a T or an Error. Ask ok() before opening it: opening an error as a value prints the
-// error and aborts, so that a forgotten check is found and never read as data.
+// error and aborts, so that a forgotten check is found and never read as data. Not synchronised.
 template <class T>
 class [[nodiscard]] Result {
  public:

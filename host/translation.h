@@ -13,7 +13,7 @@
 namespace colx::host {
 
 // A column of 32-bit keys and the range that they lie in, which is what makes looking them up in a
-// table safe: the kernels do not check. The column must outlive it.
+// table safe: the kernels do not check. The column must outlive it. Threads may share it.
 class KeyColumn {
  public:
   // Reads all keys once. Errors: the column is not of fixed rows of 32 bits (store_fixed_numbers()

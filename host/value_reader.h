@@ -81,7 +81,7 @@ class ChunkReader {
   std::vector<uint16_t> flags_;
 };
 
-// Reads all chunks of a column in row order. Batches do not cross chunks.
+// Reads all chunks of a column in row order. Batches do not cross chunks. One thread at a time.
 class ColumnReader {
  public:
   // `batch_rows`: 1 or more. Errors: as ChunkReader::open(); a column without a dictionary.

@@ -39,7 +39,7 @@ struct WpakSymbol {
 // Bits of a code in a table of `symbols` symbols, 1 to 1024.
 uint32_t wpak_code_bits(size_t symbols);
 
-// Finds the longest symbol that data begins with.
+// Finds the longest symbol that data begins with. Threads may share it.
 class WpakMatcher {
  public:
   // Distinct symbols, 65536 at most; they are copied.
