@@ -15,7 +15,6 @@ void colx_lbiv_ictx_ini2_dydi(colx_lbiwv_ictx* ctx, const void* bits, uint64_t n
   start_iteration(ctx, bits, nbits, invert, start);
 }
 
-// The run calls belong to the interface but are not served: they read nothing.
 #define COLX_DEFINE_ITERATION(prefix, Form)                                       \
   uint64_t prefix##iter_dydi(colx_lbiwv_ictx* ctx) {                              \
     return next_bit<Form, false>(ctx);                                            \
@@ -25,14 +24,19 @@ void colx_lbiv_ictx_ini2_dydi(colx_lbiwv_ictx* ctx, const void* bits, uint64_t n
   }                                                                               \
   uint64_t prefix##ones_dydi(colx_lbiwv_ictx* ctx, uint32_t* out, uint64_t max) { \
     return next_bits<Form>(ctx, out, max);                                        \
-  }                                                                               \
-  uint64_t prefix##run_dydi(uint64_t, uint64_t) {                                 \
-    return Form::end;                                                             \
-  }                                                                               \
-  uint64_t prefix##runs_dydi(uint64_t, uint64_t, uint64_t, uint64_t) {            \
-    return 0;                                                                     \
   }
+// The run calls belong to the interface but are not served: they read nothing.
+#define COLX_DEFINE_RUNS(prefix, Form)                                 \
+  uint64_t prefix##run_dydi(uint64_t, uint64_t) {                      \
+    return Form::end;                                                  \
+  }                                                                    \
+  uint64_t prefix##runs_dydi(uint64_t, uint64_t, uint64_t, uint64_t) { \
+    return 0;                                                          \
+  }
+
 COLX_DEFINE_ITERATION(colx_lbiwv, WordForm)
+COLX_DEFINE_RUNS(colx_lbiwv, WordForm)
 COLX_DEFINE_ITERATION(colx_lbiv, ByteForm)
+COLX_DEFINE_RUNS(colx_lbiv, ByteForm)
 
 }  // extern "C"
