@@ -45,6 +45,21 @@ TEST(StoreDynp, WritesTwoRowsUnderALengthByteAt64Bits) {
   EXPECT_EQ(bytes_of(column.chunks[0].data), (Bytes{0x11, 0x22, 0x33, 0x44}));
 }
 
+// Kernels take codes of 8 and more at 64 bits for more than a row has.
+TEST(StoreDynp, WritesNoCodeAbove7At64Bits) {
+  const std::string longest = "12345678";
+  for (size_t first = 1; first <= 8; ++first)
+    for (size_t second = 1; second <= 8; ++second) {
+      const Values rows{std::string_view(longest).substr(0, first),
+                        std::string_view(longest).substr(0, second), longest};
+      const auto column = store_dynp(rows, {.max_bytes = 8}).value();
+      const auto codes = static_cast<uint8_t>((first - 1) << 4 | (second - 1));
+      EXPECT_EQ(bytes_of(column.chunks[0].second), (Bytes{codes, 0x70}));
+    }
+  EXPECT_EQ(store_dynp(Values{"123456789"}, {.max_bytes = 8}).message(),
+            "row 0: a value of 9 bytes; rows have at most 8");
+}
+
 TEST(StoreDynp, WritesEightRowsUnderALengthByteAt16Bits) {
   const auto column = store_dynp(Values{"a", "bc", "d", "e", "f", "g", "h", "i"}).value();
   EXPECT_EQ(column.format.width_bits, 16u);

@@ -77,7 +77,7 @@ constexpr UndefinedInput table[] = {
      "a row of the tail or of a walked selection has a code of 8 or more (more than a lane is "
      "read)",
      "reads past", "writes codes of 0 to 7 only", "",
-     "encode_rows_test:StoreDynp.WritesTwoRowsUnderALengthByteAt64Bits", nullptr},
+     "encode_rows_test:StoreDynp.WritesNoCodeAbove7At64Bits", nullptr},
     {"colx_dispatch_decode_unpack", "the column's decode_unpack slot is empty",
      "calls through null", "refuses columns whose kernel the library lacks", "GroupKeys::bind",
      "refused_inputs_test:RefusedInputs.AreGroupKeysOfNoColumnsOfWideCodesAndWithoutAKernel",
