@@ -14,6 +14,7 @@
 #include "kernels/frame/bytes.h"
 #include "kernels/frame/colx_x86.h"
 #include "kernels/frame/vectors.h"
+#include "kernels/frame/word_bits.h"
 
 namespace colx {
 namespace {

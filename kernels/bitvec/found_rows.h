@@ -9,6 +9,7 @@
 #include "kernels/frame/bytes.h"
 #include "kernels/frame/colx_x86.h"
 #include "kernels/frame/platform.h"
+#include "kernels/frame/word_bits.h"
 
 namespace colx {
 

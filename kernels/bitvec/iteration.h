@@ -17,6 +17,7 @@
 #include "kernels/frame/colx_x86.h"
 #include "kernels/frame/platform.h"
 #include "kernels/frame/vectors.h"
+#include "kernels/frame/word_bits.h"
 
 namespace colx {
 

@@ -6,22 +6,7 @@
 
 #include <cstdint>
 
-#include "kernels/frame/platform.h"
-
 namespace colx {
-
-// The lowest and the highest row of a word that has any. The instructions wait for what the
-// register of their result held before, which would be the hits of an earlier word: it is cleared.
-COLX_INLINE uint32_t lowest_row(uint64_t word) {
-  uint64_t row = 0;
-  __asm__("rep bsfq %1, %0" : "+r"(row) : "r"(word) : "cc");
-  return static_cast<uint32_t>(row);
-}
-COLX_INLINE uint32_t highest_row(uint64_t word) {
-  uint64_t row = 0;
-  __asm__("bsrq %1, %0" : "+r"(row) : "r"(word) : "cc");
-  return static_cast<uint32_t>(row);
-}
 
 // Words are taken in groups, and a list ends with the group in which it reaches words_per_list or
 // with the last word, which the rows may cut short.

@@ -21,6 +21,7 @@
 #include "kernels/frame/colx_x86.h"
 #include "kernels/frame/scan_frame.h"
 #include "kernels/frame/vectors.h"
+#include "kernels/frame/word_bits.h"
 
 namespace colx {
 

@@ -3,6 +3,7 @@
 #include "kernels/decode/packed_code.h"
 #include "kernels/frame/scan_frame.h"
 #include "kernels/frame/vectors.h"
+#include "kernels/frame/word_bits.h"
 
 namespace colx {
 namespace {

@@ -13,6 +13,7 @@
 #include "kernels/decode/unpack_lanes.h"
 #include "kernels/frame/kernels.h"
 #include "kernels/frame/scan_frame.h"
+#include "kernels/frame/word_bits.h"
 
 namespace colx {
 namespace {

@@ -22,6 +22,7 @@
 #include "kernels/frame/bytes.h"
 #include "kernels/frame/colx_x86.h"
 #include "kernels/frame/decompression.h"
+#include "kernels/frame/word_bits.h"
 
 namespace colx {
 

@@ -27,6 +27,7 @@
 #include "kernels/frame/decompression.h"
 #include "kernels/frame/platform.h"
 #include "kernels/frame/vectors.h"
+#include "kernels/frame/word_bits.h"
 
 namespace colx {
 
@@ -159,12 +160,13 @@ COLX_INLINE uint64_t hits_of(typename Rows::Selected& state, uint64_t word, uint
   if (word == 0) __builtin_unreachable();
   uint64_t hits = 0;
   if constexpr (visit == Visit::ends_first) {
-    const uint32_t highest = highest_row(word);
-    hits = selected_bit<Rows>(state, base, lowest_row(word)) |
+    const uint32_t highest = highest_set_bit_apart(word);
+    hits = selected_bit<Rows>(state, base, lowest_set_bit_apart(word)) |
            selected_bit<Rows>(state, base, highest);
     word &= (word - 1) & ~(uint64_t{1} << highest);
   }
-  for (; word != 0; word &= word - 1) hits |= selected_bit<Rows>(state, base, lowest_row(word));
+  for (; word != 0; word &= word - 1)
+    hits |= selected_bit<Rows>(state, base, lowest_set_bit_apart(word));
   return hits;
 }
 

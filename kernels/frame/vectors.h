@@ -6,7 +6,6 @@
 #include <nmmintrin.h>
 
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -350,22 +349,6 @@ COLX_INLINE uint64_t low_half(Vec v) {
 }
 COLX_INLINE uint64_t high_half(Vec v) {
   return static_cast<uint64_t>(_mm_extract_epi64(v, 1));
-}
-
-COLX_INLINE uint32_t population(uint64_t word) {
-  return static_cast<uint32_t>(std::popcount(word));
-}
-
-// The place of the lowest set bit of a word that has one. A prefix makes an instruction that is
-// slow on some processors their fast one; others ignore it. GCC puts it there, Clang 14 does not.
-COLX_INLINE uint32_t lowest_set_bit(uint64_t word) {
-#ifdef __clang__
-  uint64_t place;
-  __asm__("rep bsfq %1, %0" : "=r"(place) : "r"(word) : "cc");
-  return static_cast<uint32_t>(place);
-#else
-  return static_cast<uint32_t>(__builtin_ctzll(word));
-#endif
 }
 
 // How far ahead a scan asks for its stream. The processor's own prefetcher stops at each page; a

@@ -12,6 +12,7 @@
 #pragma once
 
 #include "kernels/frame/vectors.h"
+#include "kernels/frame/word_bits.h"
 #include "kernels/join/bit_fields.h"
 #include "kernels/join/key_layouts.h"
 

@@ -6,6 +6,7 @@
 
 #include "kernels/frame/bytes.h"
 #include "kernels/frame/vectors.h"
+#include "kernels/frame/word_bits.h"
 
 namespace colx {
 

@@ -7,6 +7,7 @@
 // number, with the whole byte of a constant's code.
 #pragma once
 
+#include "kernels/frame/word_bits.h"
 #include "kernels/predicate/row_codes.h"
 #include "kernels/predicate/tied_steps.h"
 #include "kernels/predicate/value_rows.h"

@@ -14,6 +14,7 @@
 
 #include "kernels/bitvec/found_rows.h"
 #include "kernels/frame/colx_x86.h"
+#include "kernels/frame/word_bits.h"
 #include "kernels/xlate/code_table.h"
 
 namespace colx {
