@@ -40,7 +40,7 @@ struct KernelKey {
 struct Comparable {
   uint64_t value = 0;
   uint32_t length = 0;
-  auto operator<=>(const Comparable&) const = default;
+  auto operator<=>(const Comparable&) const = default;  // NOLINT(modernize-use-nullptr): no pointer
 };
 
 bool holds(Compare compare, const Comparable& row, const Comparable& low, const Comparable& high) {
@@ -197,8 +197,7 @@ Result<KernelWork> make_scan_work(const WorkOrder& order) {
           : PreparedScan::on_values(order.library, scan->column,
                                     {compare, constant_of(low), constant_of(high), key.variant});
   if (!bound) return bound.error();
-  KernelWork work =
-      work_over(scan, order.services, std::make_shared<PreparedScan>(std::move(*bound)));
+  KernelWork work = work_over(scan, order.services, std::make_shared<PreparedScan>(*bound));
   work.data = described(key, *scan);
   work.expected =
       count_hits(made->rows, compare, constants, key.encoding == Encoding::dict && key.variant);
@@ -210,7 +209,10 @@ Result<KernelWork> make_set_work(const WorkOrder& order) {
   const uint64_t codes_used = uint64_t{1} << std::min(key.bits, 16u);
   std::mt19937_64 random(order.seed);
   RowBits wanted(codes_used);
-  for (uint64_t& word : wanted.words()) word = random() & random();
+  for (uint64_t& word : wanted.words()) {
+    word = random();
+    word &= random();  // one code in four
+  }
   wanted.set(0);
   if (codes_used < 64) wanted.words()[0] &= (uint64_t{1} << codes_used) - 1;
 
