@@ -5,9 +5,11 @@
 #include <sys/resource.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include "host/column.h"
@@ -117,9 +119,10 @@ int report(std::FILE* to) {
 }  // namespace colx::bench
 
 int main(int argc, char** argv) {
-  std::FILE* const to = argc > 1 ? std::fopen(argv[1], "w") : stdout;
-  if (to == nullptr) return std::fprintf(stderr, "cannot write %s\n", argv[1]), 1;
-  const int status = colx::bench::report(to);
-  if (to != stdout) std::fclose(to);
-  return status;
+  const char* const file = argc > 1 ? argv[1] : "standard output";
+  std::FILE* const to = argc > 1 ? std::fopen(file, "w") : stdout;
+  const int status = to != nullptr ? colx::bench::report(to) : 1;
+  if (to != nullptr && std::fclose(to) == 0) return status;
+  return std::fprintf(stderr, "column_memory: cannot write %s: %s\n", file, std::strerror(errno)),
+         1;
 }
