@@ -137,17 +137,19 @@ COLX_INLINE void decode_cumulative(colx_cv* res, const colx_cv* src, colx_kctx* 
 
 extern "C" {
 
-#define COLX_DEFINE(form, name, op, enc, code, flag)                                        \
-  uint32_t name##_one_len(COLX_PARAMS_##form) {                                             \
-    decode_one_length<code_width(code)>(COLX_ARGS_##form, COLX_DECOMPRESSION_TEXTS(#name)); \
-    return COLX_DONE;                                                                       \
-  }                                                                                         \
-  uint32_t name##_cla_stride_one(COLX_PARAMS_##form) {                                      \
-    decode_cumulative<code_width(code)>(COLX_ARGS_##form, COLX_DECOMPRESSION_TEXTS(#name)); \
-    return COLX_DONE;                                                                       \
-  }                                                                                         \
-  uint32_t name(COLX_PARAMS_##form) {                                                       \
-    return decode_by_layout(COLX_ARGS_##form, name##_one_len, name##_cla_stride_one);       \
+#define COLX_DEFINE_LAYOUTS(form, name, width)                                   \
+  uint32_t name##_one_len(COLX_PARAMS_##form) {                                  \
+    decode_one_length<width>(COLX_ARGS_##form, COLX_DECOMPRESSION_TEXTS(#name)); \
+    return COLX_DONE;                                                            \
+  }                                                                              \
+  uint32_t name##_cla_stride_one(COLX_PARAMS_##form) {                           \
+    decode_cumulative<width>(COLX_ARGS_##form, COLX_DECOMPRESSION_TEXTS(#name)); \
+    return COLX_DONE;                                                            \
+  }
+#define COLX_DEFINE(form, name, op, enc, code, flag)                                  \
+  COLX_DEFINE_LAYOUTS(form, name, code_width(code))                                   \
+  uint32_t name(COLX_PARAMS_##form) {                                                 \
+    return decode_by_layout(COLX_ARGS_##form, name##_one_len, name##_cla_stride_one); \
   }
 COLX_DECODE(COLX_DEFINE)
 
