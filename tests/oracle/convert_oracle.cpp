@@ -51,11 +51,11 @@ ConvertPlan convert_plan(const colx_cv& src, const colx_kctx* kctx) {
   return {type == SumType::integers ? ConvertAction::asserts : ConvertAction::converts, type};
 }
 
-ConvertOutcome convert_outcome(const colx_cv& src, const colx_kctx* kctx,
-                               const std::vector<uint64_t>& elements) {
+ConversionOutcome convert_outcome(const colx_cv& src, const colx_kctx* kctx,
+                                  const std::vector<uint64_t>& elements) {
   const ConvertPlan plan = convert_plan(src, kctx);
   const bool refused = plan.action == ConvertAction::refused;
-  ConvertOutcome outcome = {
+  ConversionOutcome outcome = {
       refused ? uint32_t{COLX_BAD_INPUT} : uint32_t{COLX_DONE}, element_bytes(plan.type), {}};
   for (const uint64_t element : elements) outcome.elements.push_back({element});
   if (refused) return outcome;

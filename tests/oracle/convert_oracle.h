@@ -20,14 +20,14 @@ struct ConvertPlan {
 // The bits 1, 2 and 8 of colx_enc_ctx_type's low byte are tested one after the other.
 ConvertPlan convert_plan(const colx_cv& src, const colx_kctx* kctx);
 
-struct ConvertOutcome {
+struct ConversionOutcome {
   uint32_t status;
   unsigned element_bytes;
   std::vector<ComputedBits> elements;
 };
 
 // `elements` are those of the result before. Not for a call that asserts.
-ConvertOutcome convert_outcome(const colx_cv& src, const colx_kctx* kctx,
-                               const std::vector<uint64_t>& elements);
+ConversionOutcome convert_outcome(const colx_cv& src, const colx_kctx* kctx,
+                                  const std::vector<uint64_t>& elements);
 
 }  // namespace colx::oracle

@@ -76,7 +76,7 @@ std::string group_sum_difference(const GroupSumBatch& batch, colx_gby_sum_call* 
 }
 
 NumberRun run_convert(const NumberBatch& batch, colx_three_call* convert,
-                      oracle::ConvertOutcome* due) {
+                      oracle::ConversionOutcome* due) {
   static GuardedPages nowhere;
   static StagedNumbers stage;
   static GuardedOutput output;
@@ -92,7 +92,7 @@ NumberRun run_convert(const NumberBatch& batch, colx_three_call* convert,
   const oracle::ConvertPlan plan = oracle::convert_plan(*src, given);
   std::vector<uint64_t> before;
   if (plan.action == oracle::ConvertAction::sums) before = {batch.element};
-  const oracle::ConvertOutcome expected = oracle::convert_outcome(*src, given, before);
+  const oracle::ConversionOutcome expected = oracle::convert_outcome(*src, given, before);
   const unsigned bytes = expected.element_bytes;
   const size_t count = expected.elements.size();
   uint8_t* const out = output.bytes(count * bytes, batch.place, batch.shift);
@@ -114,7 +114,7 @@ NumberRun run_convert(const NumberBatch& batch, colx_three_call* convert,
 }
 
 std::string convert_difference(const NumberBatch& batch, colx_three_call* convert) {
-  oracle::ConvertOutcome due;
+  oracle::ConversionOutcome due;
   const NumberRun run = run_convert(batch, convert, &due);
   const std::string head = "conversion, " + describe(batch.column) +
                            (batch.with_kctx ? ", kctx flags " + std::to_string(batch.kctx_flags)

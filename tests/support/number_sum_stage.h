@@ -46,7 +46,7 @@ struct NumberBatch {
 };
 
 NumberRun run_convert(const NumberBatch& batch, colx_three_call* convert = colx_convert_dydi,
-                      oracle::ConvertOutcome* due = nullptr);
+                      oracle::ConversionOutcome* due = nullptr);
 
 // The same for a call that does not assert.
 std::string convert_difference(const NumberBatch& batch,
