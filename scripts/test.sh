@@ -36,6 +36,17 @@ quietly() {
   }
 }
 
+# suite NAME OPTION...: the tests that ctest finds with the options. What it says of all of them is
+# shown once more when the script ends.
+passed=
+suite() {
+  local name=$1 log=build-$1-tests.log
+  shift
+  echo "== $name: tests"
+  ctest "$@" --output-on-failure -j "$(nproc)" | tee "$log"
+  passed+="$name: $(grep ' tests passed, ' "$log")"$'\n'
+}
+
 # variant PRESET LABELS TARGET...: builds the targets of a preset and runs the tests of the labels,
 # every test, also one without a label, if LABELS is empty.
 variant() {
@@ -44,8 +55,7 @@ variant() {
   echo "== $preset: build"
   quietly "build-$preset.log" cmake --preset "$preset"
   quietly "build-$preset.log" cmake --build --preset "$preset" --target "$@"
-  echo "== $preset: tests"
-  ctest --preset "$preset" ${labels:+-L "$labels"} --output-on-failure -j "$(nproc)"
+  suite "$preset" --preset "$preset" ${labels:+-L "$labels"}
 }
 
 echo "== plain build"
@@ -56,14 +66,13 @@ echo "== demo"
 scripts/demo.sh
 
 # The library and the demo are there already; nothing may have been warned about.
-echo "== release: build"
+echo "== plain: build of the tests"
 quietly build-tests.log cmake -S . -B build -DCOLX_TESTS=ON
 quietly build-tests.log cmake --build build -j "$(nproc)"
 if grep 'warning:' build.log build-tests.log; then
   exit 1
 fi
-echo "== release: tests"
-ctest --test-dir build --output-on-failure -j "$(nproc)"
+suite plain --test-dir build
 
 echo "== Arrow data interface, with DuckDB"
 scripts/check_arrow.sh build
@@ -87,3 +96,5 @@ fi
 
 echo "== fuzz targets"
 scripts/fuzz.sh 10
+
+printf "== passed\n%s" "$passed"
