@@ -126,7 +126,7 @@ TEST(BuildStage, NoticesKernelsWithOneMistake) {
     Random random(1);
     const TableShape shape = table_shape(COLX_HT_K2V8, 1, 0, 0, 20);
     build_stage().table.set(shape);
-    build_stage().set_rows(build_rows(honest_build(), meeting_rows(shape, 40, 9, random), random),
+    build_stage().set_rows(join_rows(honest_build(), meeting_rows(shape, 40, 9, random), random),
                            8);
     return build_stage().difference({"a kernel", call, honest_build().form, false});
   };
@@ -181,8 +181,8 @@ TEST(ProbeStage, NoticesKernelsWithOneMistake) {
     const TableShape shape = table_shape(COLX_HT_K4V4, 1, 0, 0, 20);
     probe_stage().table.set(shape);
     fill_at_random(probe_stage().table, TableKeys::tags, 40, 9, tags);
-    probe_stage().set_rows(
-        probe_rows(honest_probe(), meeting_rows(shape, 40, 9, same_tags), random), 4);
+    probe_stage().set_rows(join_rows(honest_probe(), meeting_rows(shape, 40, 9, same_tags), random),
+                           4);
     probe_stage().set_room(900);
     return probe_stage().difference({"a kernel", call, honest_probe().form});
   };

@@ -22,7 +22,7 @@ struct TwoBuckets {
     build_stage().table.set(table_shape(form.type, 1, 0, 0, over_buckets));
   }
   TwoBuckets& put(std::vector<uint64_t> hashes) {
-    BuildRows rows;
+    JoinRows rows;
     for (const uint64_t hash : hashes) rows.keys.rows.push_back({.hash = hash});
     build_stage().set_rows(rows, form.value_bytes);
     EXPECT_EQ(build_stage().entry_difference(), "");
@@ -76,7 +76,7 @@ TEST(BuildMarks, ASecondRowOfTheSameTagTakesTheMarkAway) {
 TEST(BuildMarks, KeysAndValuesStandWhereTheFormHasThem) {
   for (const TableForm& form : table_forms) {
     build_stage().table.set(table_shape(form.type, 0, 0, 0, 0));
-    BuildRows rows;
+    JoinRows rows;
     for (uint32_t slot = 0; slot < form.slots; ++slot) {
       rows.keys.rows.push_back({.hash = 0x01010101u * (slot + 1)});
     }
@@ -143,13 +143,13 @@ TEST(BuildMarks, TheHintLooksAtEveryRowOfTheBlock) {
     for (size_t rows = 2; rows <= 9; ++rows) {
       for (size_t full = 0; full < rows; ++full) {
         build_stage().table.set(table_shape(form.type, 4, 0, 0, 1));
-        BuildRows filling;
+        JoinRows filling;
         for (unsigned i = 0; i < form.slots; ++i) {
           filling.keys.rows.push_back({.hash = hash_of(form, 15, i)});
         }
         build_stage().set_rows(filling, form.value_bytes);
         EXPECT_EQ(build_stage().entry_difference(), "");
-        BuildRows block;
+        JoinRows block;
         for (size_t i = 0; i < rows; ++i) {
           block.keys.rows.push_back({.hash = hash_of(form, i == full ? 15 : i, 77)});
         }
@@ -287,7 +287,7 @@ TEST(BuildMarks, ABucketWithoutItsMarkIsNeverMarkedAgain) {
 // A code table compares codes, whatever the hashes are.
 TEST(BuildMarks, CodesAreTheKeysOfACodeTable) {
   build_stage().table.set(table_shape(COLX_HT_K4V8 | COLX_HT_GD, 0, 0, 0, 0));
-  BuildRows rows;
+  JoinRows rows;
   rows.keys.layout = oracle::KeyLayout::hashgdrid;
   rows.keys.rows = {{.hash = 5, .code = 1, .rid = 10}, {.hash = 5, .code = 2, .rid = 20}};
   build_stage().set_rows(rows, 8);

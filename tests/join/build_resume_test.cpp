@@ -39,7 +39,7 @@ std::vector<std::vector<StoredSlot>> chains(const TableMemory& table) {
 
 struct Overfull {
   TableShape shape;
-  BuildRows rows;
+  JoinRows rows;
 };
 
 Overfull overfull(const BuildKernel& kernel, uint32_t rows, Random& random) {
@@ -48,7 +48,7 @@ Overfull overfull(const BuildKernel& kernel, uint32_t rows, Random& random) {
                           static_cast<unsigned>(random.below(3)),
                           static_cast<unsigned>(random.below(2)), rows / 3 + 2);
   const auto tags = static_cast<uint32_t>(2 + random.below(rows));
-  all.rows = build_rows(kernel, meeting_rows(all.shape, rows, tags, random), random);
+  all.rows = join_rows(kernel, meeting_rows(all.shape, rows, tags, random), random);
   return all;
 }
 
@@ -112,7 +112,7 @@ TEST(BuildResume, ANamedPartitionToo) {
 BuildStage& one_bucket(uint32_t type, uint32_t rows, uint32_t over_buckets) {
   BuildStage& stage = build_stage();
   stage.table.set(table_shape(type, 0, 0, 0, over_buckets));
-  BuildRows all;
+  JoinRows all;
   for (uint32_t i = 0; i < rows; ++i) all.keys.rows.push_back({.hash = 100 + i});
   all.base_rid = 1000;
   stage.set_rows(all, 8);
@@ -175,7 +175,7 @@ uint32_t resume_word(const TableShape& shape, uint64_t hash, int32_t part) {
   BuildStage& stage = build_stage();
   stage.table.set(shape);
   for (uint32_t p = 0; p < shape.partitions; ++p) stage.table.grant(p, 0);
-  BuildRows rows;
+  JoinRows rows;
   rows.keys.rows.resize(20, {.hash = hash});
   stage.set_rows(rows, shape.form().value_bytes);
   stage.kctx.colx_kctx_resume_extra = 0xABCDEF01;
@@ -245,7 +245,7 @@ TEST(BuildResume, StreamsStopAndGoOnInTheMiddleOfABlock) {
     Random random(static_cast<uint64_t>(layout));
     stage.table.set(table_shape(COLX_HT_K2V4, 0, 0, 0, 300));
     stage.table.grant(0, 0);
-    BuildRows rows;
+    JoinRows rows;
     rows.keys.layout = layout;
     for (uint32_t i = 0; i < 1200; ++i) {
       rows.keys.rows.push_back(
@@ -292,7 +292,7 @@ TEST(BuildResume, RowsAndStreamsBeyondFourGigabytes) {
     Random random(type_of(kernel));
     const TableShape shape = table_shape(type_of(kernel), 1, 0, 0, 20);
     for (const uint32_t first : {0x7FFFFFF0u, 0x80000000u, 0xFFFFFF00u}) {
-      BuildRows rows = build_rows(kernel, meeting_rows(shape, 20, 9, random), random);
+      JoinRows rows = join_rows(kernel, meeting_rows(shape, 20, 9, random), random);
       stage.table.set(shape);
       stage.set_rows(rows, kernel.form.form.value_bytes);
       std::map<KeyLayout, uint64_t> row_bytes = {{KeyLayout::fixed, rows.keys.width_bits / 8},

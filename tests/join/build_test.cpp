@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tests/join/dispatch_trials.h"
 #include "tests/oracle/native_numbers.h"
 #include "tests/support/build_stage.h"
 #include "tests/support/seeded_random.h"
@@ -36,7 +37,7 @@ TEST(Build, EveryKernelOnEverySplitOfTheHash) {
         const auto tags = static_cast<uint32_t>(2 + random.below(2 * rows + 1));
         stage.table.set(shape);
         for (int batch = 0; batch < 2; ++batch) {  // a table grows over calls
-          stage.set_rows(build_rows(kernel, meeting_rows(shape, rows, tags, random), random),
+          stage.set_rows(join_rows(kernel, meeting_rows(shape, rows, tags, random), random),
                          kernel.form.form.value_bytes);
           EXPECT_EQ(stage.difference(kernel), "") << "seed " << seed;
           EXPECT_EQ(stage.status, COLX_DONE);
@@ -55,7 +56,7 @@ TEST(Build, ColumnsMayLieAtAnyAddress) {
       Random random(slack_bytes);
       const TableShape shape = table_shape(type_of(kernel), 1, 1, 0, 40);
       stage.table.set(shape);
-      BuildRows rows = build_rows(kernel, meeting_rows(shape, 71, 30, random), random);
+      JoinRows rows = join_rows(kernel, meeting_rows(shape, 71, 30, random), random);
       rows.keys.edge = Edge::end;
       rows.keys.slack_bytes = slack_bytes;
       stage.set_rows(rows, kernel.form.form.value_bytes);
@@ -71,7 +72,7 @@ TEST(Build, TheEntryGivesWhatTheNamedKernelGives) {
     Random random(type_of(kernel));
     const TableShape shape = table_shape(type_of(kernel), 1, 1, 0, 40);
     stage.table.set(shape);
-    stage.set_rows(build_rows(kernel, meeting_rows(shape, 100, 30, random), random),
+    stage.set_rows(join_rows(kernel, meeting_rows(shape, 100, 30, random), random),
                    kernel.form.form.value_bytes);
     EXPECT_EQ(stage.entry_difference(), "") << kernel.name;
     EXPECT_EQ(stage.status, COLX_DONE);
@@ -80,24 +81,15 @@ TEST(Build, TheEntryGivesWhatTheNamedKernelGives) {
 
 // Of every type, with every pair of flags: the first that serves decides, and where none does
 // nothing is touched. Columns lie in the layout that is to be picked; all else is unreadable.
-constexpr uint32_t tried_types[] = {
-    0,      1,      2,      3,      4,      5,      6,      8,      9,      0xC,
-    0x10,   0x20,   0x40,   0x80,   0x100,  0x200,  0x1000, 0x1001, 0x1002, 0x1004,
-    0x1005, 0x1008, 0x1009, 0x100C, 0x1010, 0x100F, 0x2004, 0x3004, 0x3008, 0x80000008};
-constexpr uint32_t tried_flags[] = {
-    0,        COLX_NATIVE,     COLX_CONST,   COLX_HASH_VALUES, COLX_DICT,
-    COLX_RLE, COLX_FIXED,      COLX_LV_SEP,  COLX_LV,          COLX_LP_SEP,
-    COLX_LP,  COLX_COMPRESSED, COLX_HASHRID, COLX_RIDVALUE,    COLX_AUTORID,
-    COLX_DLP, COLX_GD,         COLX_HASHGD};
-
-std::string served_as_told(uint32_t type, uint32_t src_flags, uint32_t payload_flags) {
+std::string served_as_told(const DispatchTrial& trial) {
+  const auto [type, src_flags, payload_flags] = trial;
   BuildStage& stage = build_stage();
   Random random(mixed_seed(type, src_flags ^ payload_flags));
   const auto picked = oracle::build_kernel(type, src_flags, payload_flags);
   TableShape shape = table_shape(picked.has_value() ? picked->form.type : 1, 1, 0, 0, 20);
   stage.table.set(shape);
   stage.table.ht.colx_ht_type = type;
-  BuildRows rows;
+  JoinRows rows;
   rows.keys.layout = picked.has_value() ? picked->layout : KeyLayout::hash_values;
   if (picked.has_value()) rows.keys.rows = meeting_rows(shape, 12, 6, random);
   rows.values.resize(rows.keys.rows.size(), 7);
@@ -115,35 +107,29 @@ std::string served_as_told(uint32_t type, uint32_t src_flags, uint32_t payload_f
 
 TEST(Build, TheDispatchGoesByTypeThenByFlagsInTheirOrder) {
   unsigned served = 0;
-  for (const uint32_t type : tried_types) {
-    for (const uint32_t flag : tried_flags) {
-      for (const uint32_t flag_too : tried_flags) {
-        for (const uint32_t payload_flags : {0u, uint32_t{COLX_AUTORID}, ~uint32_t{COLX_AUTORID}}) {
-          EXPECT_EQ(served_as_told(type, flag | flag_too, payload_flags), "")
-              << std::hex << "type 0x" << type << ", flags 0x" << (flag | flag_too)
-              << ", payload 0x" << payload_flags;
-          served += build_stage().status == COLX_DONE ? 1 : 0;
-        }
-      }
-    }
-  }
+  for_each_dispatch_trial([&served](const DispatchTrial& trial) {
+    EXPECT_EQ(served_as_told(trial), "")
+        << std::hex << "type 0x" << trial.type << ", flags 0x" << trial.src_flags << ", payload 0x"
+        << trial.payload_flags;
+    served += build_stage().status == COLX_DONE ? 1 : 0;
+  });
   EXPECT_GT(served, 3000u);
 }
 
 TEST(Build, ACodeTableRefusesHashValuesAlone) {
-  EXPECT_EQ(served_as_told(0x1004, COLX_HASH_VALUES, 0), "");
+  EXPECT_EQ(served_as_told({0x1004, COLX_HASH_VALUES, 0}), "");
   EXPECT_EQ(build_stage().status, COLX_NOT_SERVED);
 }
 
 TEST(Build, DictionaryKeysAreNotServed) {
   for (const uint32_t type : {1u, 2u, 4u, 8u}) {
-    EXPECT_EQ(served_as_told(type, COLX_DICT, COLX_AUTORID), "");
+    EXPECT_EQ(served_as_told({type, COLX_DICT, COLX_AUTORID}), "");
     EXPECT_EQ(build_stage().status, COLX_NOT_SERVED);
   }
 }
 
 TEST(Build, ALengthPrefixedRecordOfHashValuesIsAKeyToBuildFrom) {
-  EXPECT_EQ(served_as_told(COLX_HT_K2V4, COLX_LV | COLX_HASH_VALUES, COLX_AUTORID), "");
+  EXPECT_EQ(served_as_told({COLX_HT_K2V4, COLX_LV | COLX_HASH_VALUES, COLX_AUTORID}), "");
   EXPECT_EQ(build_stage().status, COLX_DONE);
 }
 
@@ -156,7 +142,7 @@ TEST(Build, RecordsBringTheirValuesAndNeedNoPayload) {
     Random random(5);
     const TableShape shape = table_shape(type_of(kernel), 1, 0, 0, 20);
     stage.table.set(shape);
-    stage.set_rows(build_rows(kernel, meeting_rows(shape, 20, 9, random), random), 8);
+    stage.set_rows(join_rows(kernel, meeting_rows(shape, 20, 9, random), random), 8);
     EXPECT_EQ(kernel.call(&stage.table.ht, &stage.keys.cv, nullptr, -1, nullptr, &stage.kctx),
               COLX_DONE);
     EXPECT_EQ(
@@ -168,7 +154,7 @@ TEST(Build, RecordsBringTheirValuesAndNeedNoPayload) {
 TEST(Build, HashValuesNeedNoHashFunction) {
   BuildStage& stage = build_stage();
   stage.table.set(table_shape(COLX_HT_K2V4, 1, 0, 0, 0));
-  BuildRows rows;
+  JoinRows rows;
   rows.keys.rows = {{.hash = 1}, {.hash = 2}};
   stage.set_rows(rows, 4);
   stage.fn = nullptr;
@@ -180,7 +166,7 @@ TEST(Build, ValuesAreCutTo4BytesInTablesOfSuch) {
   BuildStage& stage = build_stage();
   for (const uint32_t type : {COLX_HT_K2V4, COLX_HT_K4V4, COLX_HT_K2V8, COLX_HT_K4V8}) {
     stage.table.set(table_shape(type, 0, 0, 0, 0));
-    BuildRows rows;
+    JoinRows rows;
     rows.keys.layout = KeyLayout::hashrid;
     rows.keys.rows = {{.hash = 1, .rid = 0x1122334455667788}};
     stage.set_rows(rows, 8);
@@ -206,7 +192,7 @@ TEST(Build, APositionAtOrPastTheRowCountEndsThereAndTouchesNoTable) {
       Random random(position);
       const TableShape shape = table_shape(type_of(kernel), 1, 0, 0, 5);
       stage.table.set(shape);
-      stage.set_rows(build_rows(kernel, meeting_rows(shape, 9, 9, random), random),
+      stage.set_rows(join_rows(kernel, meeting_rows(shape, 9, 9, random), random),
                      kernel.form.form.value_bytes);
       const Bytes before = stage.table.bytes();
       stage.kctx.colx_kctx_position = position;
@@ -224,7 +210,7 @@ TEST(Build, NoRowsAreDoneAndTouchNoTable) {
   for (const BuildKernel& kernel : build_kernels()) {
     Random random(1);
     stage.table.set(table_shape(type_of(kernel), 1, 1, 0, 5));
-    stage.set_rows(build_rows(kernel, {}, random), kernel.form.form.value_bytes);
+    stage.set_rows(join_rows(kernel, {}, random), kernel.form.form.value_bytes);
     const Bytes before = stage.table.bytes();
     EXPECT_EQ(stage.difference(kernel), "");
     EXPECT_EQ(stage.status, COLX_DONE);
@@ -244,7 +230,7 @@ TEST(Build, ANamedPartitionTakesAllRowsWhateverTheirHashSays) {
         stage.table.ht.colx_ht_buckets[other] = nullptr;
         stage.table.ht.colx_ht_over_cur[other] = stage.table.ht.colx_ht_over_end[other] = nullptr;
       }
-      stage.set_rows(build_rows(kernel, meeting_rows(shape, 200, 60, random), random),
+      stage.set_rows(join_rows(kernel, meeting_rows(shape, 200, 60, random), random),
                      kernel.form.form.value_bytes);
       stage.part = part;
       EXPECT_EQ(stage.difference(kernel), "");
@@ -261,7 +247,7 @@ TEST(Build, EveryNegativePartitionNumberMeansAll) {
     Random random(8);
     const TableShape shape = table_shape(COLX_HT_K2V4, 1, 2, 0, 50);
     stage.table.set(shape);
-    stage.set_rows(build_rows(kernel, meeting_rows(shape, 100, 60, random), random), 4);
+    stage.set_rows(join_rows(kernel, meeting_rows(shape, 100, 60, random), random), 4);
     stage.part = part;
     EXPECT_EQ(stage.difference(kernel), "");
     stage.part = -1;
@@ -279,7 +265,7 @@ TEST(Build, HashBits16To23AreTheBucketAnd24To27ThePartition) {
   shape.partitions = 16;
   shape.buckets = 256;
   stage.table.set(shape);
-  BuildRows rows;
+  JoinRows rows;
   rows.keys.rows = {{.hash = 0xFFFFFFFFF5A71234}};
   rows.base_rid = 77;
   stage.set_rows(rows, 4);
@@ -289,8 +275,8 @@ TEST(Build, HashBits16To23AreTheBucketAnd24To27ThePartition) {
 }
 
 // Rows with hashes of 20 bits, so that a bucket number of all bits up stays below 16 (k2) or is 0.
-BuildRows rows_of_small_hashes(Random& random) {
-  BuildRows rows;
+JoinRows rows_of_small_hashes(Random& random) {
+  JoinRows rows;
   for (int i = 0; i < 60; ++i) rows.keys.rows.push_back({.hash = random.bits(20) & 0xF000F});
   return rows;
 }
@@ -343,7 +329,7 @@ TEST(Build, LowBitsAloneMakePartitions) {
   TableShape shape = table_shape(COLX_HT_K2V8, 0, 0, 2, 10);
   ASSERT_EQ(shape.bucket_hi, shape.part_hi);
   stage.table.set(shape);
-  BuildRows rows;
+  JoinRows rows;
   rows.keys.rows = {{.hash = 0}, {.hash = 1}, {.hash = 2}, {.hash = 3}, {.hash = 7}};
   stage.set_rows(rows, 8);
   EXPECT_EQ(stage.entry_difference(), "");
@@ -362,7 +348,7 @@ TEST(Build, ThePartitionFieldMayOverlapTheBucketNumber) {
     shape.part_low_bits = static_cast<uint8_t>(random.below(3));
     shape.partitions = 8u << shape.part_low_bits;
     stage.table.set(shape);
-    BuildRows rows;
+    JoinRows rows;
     rows.keys.rows = meeting_rows(shape, 300, 80, random);
     stage.set_rows(rows, 8);
     EXPECT_EQ(stage.entry_difference(), "") << "seed " << seed;

@@ -17,7 +17,7 @@ using oracle::KeyLayout;
 using oracle::RidValue;
 
 // A table, and rows of the same few tags.
-ProbeRows set_up(ProbeStage& stage, const ProbeKernel& kernel, uint32_t rows, Random& random) {
+JoinRows set_up(ProbeStage& stage, const ProbeKernel& kernel, uint32_t rows, Random& random) {
   const TableShape shape = table_shape(table_type(kernel), static_cast<unsigned>(random.below(3)),
                                        static_cast<unsigned>(random.below(3)),
                                        static_cast<unsigned>(random.below(2)), 30);
@@ -28,7 +28,7 @@ ProbeRows set_up(ProbeStage& stage, const ProbeKernel& kernel, uint32_t rows, Ra
   fill_at_random(stage.table,
                  kernel.form.layout == KeyLayout::gd ? TableKeys::codes : TableKeys::tags, 60, tags,
                  table_tags);
-  return probe_rows(kernel, meeting_rows(shape, rows, tags, row_tags), random);
+  return join_rows(kernel, meeting_rows(shape, rows, tags, row_tags), random);
 }
 
 TEST(ProbeResume, AFewRecordsAtATimeGiveTheRecordsOfOneCall) {
@@ -39,7 +39,7 @@ TEST(ProbeResume, AFewRecordsAtATimeGiveTheRecordsOfOneCall) {
         if (rows > 1000 && records < 7) continue;
         const uint64_t seed = mixed_seed(rows, records);
         Random random(seed);
-        const ProbeRows all = set_up(stage, kernel, rows, random);
+        const JoinRows all = set_up(stage, kernel, rows, random);
         stage.set_rows(all, kernel.form.form.value_bytes);
         std::vector<RidValue> by_and_by;
         EXPECT_EQ(probe_by_and_by(stage, kernel, records, by_and_by), "") << "seed " << seed;
@@ -67,7 +67,7 @@ TEST(ProbeResume, StreamsStopAndGoOnInTheMiddleOfABlock) {
     for (KeyRow& row : rows) {
       row = {.hash = 5, .length = static_cast<uint16_t>(8 + random.below(200))};
     }
-    stage.set_rows(probe_rows(kernel, rows, random), kernel.form.form.value_bytes);
+    stage.set_rows(join_rows(kernel, rows, random), kernel.form.form.value_bytes);
     for (uint32_t stopped = 100; stopped < 1200; stopped += 100) {
       stage.set_room(100);
       EXPECT_EQ(stage.difference(kernel), "");
@@ -99,7 +99,7 @@ ProbeStage& table_of(std::vector<std::pair<uint64_t, unsigned>> counts) {
 }
 
 void set_hashes(ProbeStage& stage, std::vector<uint64_t> hashes) {
-  ProbeRows rows;
+  JoinRows rows;
   for (const uint64_t hash : hashes) rows.keys.rows.push_back({.hash = hash});
   stage.set_rows(rows, 4);
 }
@@ -256,7 +256,7 @@ TEST(ProbeResume, RowsAndStreamsBeyondFourGigabytes) {
   for (const ProbeKernel& kernel : probe_kernels()) {
     for (const uint32_t first : {0x7FFFFFF0u, 0x80000000u, 0xFFFFFF00u}) {
       Random random(first);
-      const ProbeRows rows = set_up(stage, kernel, 20, random);
+      const JoinRows rows = set_up(stage, kernel, 20, random);
       stage.set_rows(rows, kernel.form.form.value_bytes);
       stage.set_room(400);
       const std::map<KeyLayout, uint64_t> row_bytes = {{KeyLayout::fixed, rows.keys.width_bits / 8},
@@ -325,13 +325,13 @@ TEST(ProbeResume, JoinsWhatABuildHasStored) {
     const TableShape shape = table_shape(table_type(kernel), 2, 1, 0, 120);
     const std::vector<KeyRow> rows = meeting_rows(shape, 250, 40, random);
     built.table.set(shape);
-    built.set_rows(build_rows(building, rows, random), building.form.form.value_bytes);
+    built.set_rows(join_rows(building, rows, random), building.form.form.value_bytes);
     EXPECT_EQ(build_bucket_by_bucket(built, building, true, random), "");
 
     probing.table.set(shape);
     const colx_ht own = probing.table.ht;
     probing.table.ht.colx_ht_buckets = built.table.ht.colx_ht_buckets;
-    const ProbeRows asked = probe_rows(kernel, rows, random);
+    const JoinRows asked = join_rows(kernel, rows, random);
     probing.set_rows(asked, kernel.form.form.value_bytes);
     const std::vector<oracle::TableRow> pairs =
         oracle::row_block(kernel.form.form, kernel.form.layout, true, probing.keys.cv,

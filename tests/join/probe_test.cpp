@@ -2,6 +2,7 @@
 // column finds in a table.
 #include <gtest/gtest.h>
 
+#include "tests/join/dispatch_trials.h"
 #include "tests/support/probe_stage.h"
 #include "tests/support/seeded_random.h"
 #include "tests/support/table_passes.h"
@@ -47,9 +48,9 @@ TEST(Probe, EveryKernelOnEverySplitOfTheHash) {
         const auto table_rows = static_cast<uint32_t>(random.below(100));
         const auto tags = static_cast<uint32_t>(5 + random.below(100));
         stage.set_rows(
-            probe_rows(kernel,
-                       set_table(stage, shape, kernel.form.layout, table_rows, rows, tags, random),
-                       random),
+            join_rows(kernel,
+                      set_table(stage, shape, kernel.form.layout, table_rows, rows, tags, random),
+                      random),
             kernel.form.form.value_bytes);
         stage.set_room(rows * 30 + 10);
         EXPECT_EQ(stage.difference(kernel), "") << "seed " << seed;
@@ -66,7 +67,7 @@ TEST(Probe, ColumnsMayLieAtAnyAddress) {
     for (size_t slack_bytes = 1; slack_bytes < 16; ++slack_bytes) {
       Random random(slack_bytes);
       const TableShape shape = table_shape(table_type(kernel), 1, 1, 0, 40);
-      ProbeRows rows = probe_rows(
+      JoinRows rows = join_rows(
           kernel, set_table(stage, shape, kernel.form.layout, 50, 71, 20, random), random);
       rows.keys.edge = Edge::end;
       rows.keys.slack_bytes = slack_bytes;
@@ -84,8 +85,7 @@ TEST(Probe, TheEntryGivesWhatTheNamedKernelGives) {
     Random random(table_type(kernel));
     const TableShape shape = table_shape(table_type(kernel), 1, 1, 0, 40);
     stage.set_rows(
-        probe_rows(kernel, set_table(stage, shape, kernel.form.layout, 50, 100, 20, random),
-                   random),
+        join_rows(kernel, set_table(stage, shape, kernel.form.layout, 50, 100, 20, random), random),
         kernel.form.form.value_bytes);
     stage.set_room(2000, Place::middle);
     EXPECT_EQ(stage.entry_difference(), "") << kernel.name;
@@ -96,22 +96,13 @@ TEST(Probe, TheEntryGivesWhatTheNamedKernelGives) {
 
 // Of every type, with every pair of flags: the first that serves decides, and where none does
 // nothing is touched. Columns lie in the layout that is to be picked; all else is unreadable.
-constexpr uint32_t tried_types[] = {
-    0,      1,      2,      3,      4,      5,      6,      8,      9,      0xC,
-    0x10,   0x20,   0x40,   0x80,   0x100,  0x200,  0x1000, 0x1001, 0x1002, 0x1004,
-    0x1005, 0x1008, 0x1009, 0x100C, 0x1010, 0x100F, 0x2004, 0x3004, 0x3008, 0x80000008};
-constexpr uint32_t tried_flags[] = {
-    0,        COLX_NATIVE,     COLX_CONST,   COLX_HASH_VALUES, COLX_DICT,
-    COLX_RLE, COLX_FIXED,      COLX_LV_SEP,  COLX_LV,          COLX_LP_SEP,
-    COLX_LP,  COLX_COMPRESSED, COLX_HASHRID, COLX_RIDVALUE,    COLX_AUTORID,
-    COLX_DLP, COLX_GD,         COLX_HASHGD};
-
-std::string served_as_told(uint32_t type, uint32_t src_flags, uint32_t payload_flags) {
+std::string served_as_told(const DispatchTrial& trial) {
+  const auto [type, src_flags, payload_flags] = trial;
   ProbeStage& stage = probe_stage();
   Random random(mixed_seed(type, src_flags ^ payload_flags));
   const auto picked = oracle::probe_kernel(type, src_flags, payload_flags);
   const TableShape shape = table_shape(picked.has_value() ? picked->form.type : 1, 1, 0, 0, 5);
-  ProbeRows rows;
+  JoinRows rows;
   rows.keys.layout = picked.has_value() ? picked->layout : KeyLayout::hash_values;
   rows.keys.rows =
       set_table(stage, shape, rows.keys.layout, 12, picked.has_value() ? 12 : 0, 6, random);
@@ -132,41 +123,35 @@ std::string served_as_told(uint32_t type, uint32_t src_flags, uint32_t payload_f
 
 TEST(Probe, TheDispatchGoesByTypeThenByFlagsInTheirOrder) {
   unsigned served = 0;
-  for (const uint32_t type : tried_types) {
-    for (const uint32_t flag : tried_flags) {
-      for (const uint32_t flag_too : tried_flags) {
-        for (const uint32_t payload_flags : {0u, uint32_t{COLX_AUTORID}, ~uint32_t{COLX_AUTORID}}) {
-          EXPECT_EQ(served_as_told(type, flag | flag_too, payload_flags), "")
-              << std::hex << "type 0x" << type << ", flags 0x" << (flag | flag_too)
-              << ", payload 0x" << payload_flags;
-          served += probe_stage().status == COLX_DONE ? 1 : 0;
-        }
-      }
-    }
-  }
+  for_each_dispatch_trial([&served](const DispatchTrial& trial) {
+    EXPECT_EQ(served_as_told(trial), "")
+        << std::hex << "type 0x" << trial.type << ", flags 0x" << trial.src_flags << ", payload 0x"
+        << trial.payload_flags;
+    served += probe_stage().status == COLX_DONE ? 1 : 0;
+  });
   EXPECT_GT(served, 2500u);
 }
 
 TEST(Probe, RecordsOfHashAndRowIdAreNotServed) {
   for (const uint32_t type : {1u, 2u, 4u, 8u}) {
-    EXPECT_EQ(served_as_told(type, COLX_HASHRID, COLX_AUTORID), "");
+    EXPECT_EQ(served_as_told({type, COLX_HASHRID, COLX_AUTORID}), "");
     EXPECT_EQ(probe_stage().status, COLX_NOT_SERVED);
   }
   for (const uint32_t type : {0x1004u, 0x1008u}) {
-    EXPECT_EQ(served_as_told(type, COLX_HASHGD, COLX_AUTORID), "");
+    EXPECT_EQ(served_as_told({type, COLX_HASHGD, COLX_AUTORID}), "");
     EXPECT_EQ(probe_stage().status, COLX_NOT_SERVED);
   }
 }
 
 TEST(Probe, DictionaryKeysAreNotServed) {
   for (const uint32_t type : {1u, 2u, 4u, 8u}) {
-    EXPECT_EQ(served_as_told(type, COLX_DICT, COLX_AUTORID), "");
+    EXPECT_EQ(served_as_told({type, COLX_DICT, COLX_AUTORID}), "");
     EXPECT_EQ(probe_stage().status, COLX_NOT_SERVED);
   }
 }
 
 TEST(Probe, ALengthPrefixedRecordOfHashValuesIsAKeyToProbeWith) {
-  EXPECT_EQ(served_as_told(COLX_HT_K2V4, COLX_LV | COLX_HASH_VALUES, COLX_AUTORID), "");
+  EXPECT_EQ(served_as_told({COLX_HT_K2V4, COLX_LV | COLX_HASH_VALUES, COLX_AUTORID}), "");
   EXPECT_EQ(probe_stage().status, COLX_DONE);
 }
 
@@ -185,7 +170,7 @@ void one_bucket(uint32_t type, uint8_t header, std::vector<uint32_t> tags) {
 // What probing hashes gives, row ids 0 and up.
 std::vector<RidValue> found(std::vector<uint64_t> hashes, uint32_t room = 50) {
   ProbeStage& stage = probe_stage();
-  ProbeRows rows;
+  JoinRows rows;
   for (const uint64_t hash : hashes) rows.keys.rows.push_back({.hash = hash});
   stage.set_rows(rows, 8);
   stage.set_room(room);
@@ -271,7 +256,7 @@ TEST(Probe, TheCutTo4BytesBelongsToThePayloadArray) {
   for (const oracle::TableForm& form : oracle::table_forms) {
     one_bucket(form.type, 0x41, {7});
     ProbeStage& stage = probe_stage();
-    ProbeRows rows;
+    JoinRows rows;
     rows.keys.rows = {{.hash = 5}, {.hash = 7}};
     rows.base_rid = 0xFFFFFFFF00000000;
     stage.set_rows(rows, form.value_bytes);
@@ -294,7 +279,7 @@ TEST(Probe, CodesMeetCodesAndNotHashes) {
   for (const uint32_t type : {COLX_HT_K4V8, COLX_HT_K4V4}) {
     one_bucket(type, 0x43, {1, 2, 3});
     stage.table.ht.colx_ht_type = type | COLX_HT_GD;
-    ProbeRows rows;
+    JoinRows rows;
     rows.keys.layout = KeyLayout::gd;
     rows.keys.rows = {{.code = 3}, {.code = 4}, {.code = 1}};
     stage.set_rows(rows, 8);

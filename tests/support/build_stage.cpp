@@ -16,26 +16,6 @@ using oracle::KeyLayout;
 constexpr uint32_t k2v8 = COLX_HT_K2V8, k2v4 = COLX_HT_K2V4, k4v8 = COLX_HT_K4V8,
                    k4v4 = COLX_HT_K4V4;
 
-bool is_record(KeyLayout layout) {
-  return layout == KeyLayout::hashrid || layout == KeyLayout::hashgdrid;
-}
-
-std::string kctx_difference(const colx_kctx& now, const colx_kctx& expected) {
-  const auto unlike = [](const char* field, uint64_t is, uint64_t should_be) {
-    return std::string(field) + " is " + std::to_string(is) + ", not " + std::to_string(should_be);
-  };
-  if (now.colx_kctx_position != expected.colx_kctx_position) {
-    return unlike("position", now.colx_kctx_position, expected.colx_kctx_position);
-  }
-  if (now.colx_kctx_key_offset != expected.colx_kctx_key_offset) {
-    return unlike("key_offset", now.colx_kctx_key_offset, expected.colx_kctx_key_offset);
-  }
-  if (now.colx_kctx_resume_extra != expected.colx_kctx_resume_extra) {
-    return unlike("resume_extra", now.colx_kctx_resume_extra, expected.colx_kctx_resume_extra);
-  }
-  return same_bytes(now, expected) ? "" : "changed: a field of kctx";
-}
-
 }  // namespace
 
 #define COLX_BUILD_KERNEL(form, layout, value)                                      \
@@ -68,40 +48,14 @@ const BuildKernel& build_kernel_named(const std::string& name) {
   std::abort();
 }
 
-BuildRows build_rows(const BuildKernel& kernel, std::vector<KeyRow> rows, Random& random) {
-  BuildRows all;
-  all.keys.layout = kernel.form.layout;
-  all.keys.edge = random.one_in(2) ? Edge::begin : Edge::end;
-  all.keys.width_bits = 8 * (8 + static_cast<uint32_t>(random.below(9)));
-  all.autorid = kernel.form.autorid;
-  all.base_rid = random.next();
-  for (size_t i = 0; i < rows.size(); ++i) all.values.push_back(random.next());
-  all.keys.rows = std::move(rows);
-  return all;
-}
-
 BuildStage& build_stage() {
   static BuildStage stage;
   return stage;
 }
 
-void BuildStage::set_rows(const BuildRows& rows, unsigned value_bytes) {
-  keys.set(rows.keys);
-  if (rows.autorid) {
-    payload.set_autorid(rows.base_rid, rows.payload_flags);
-  } else if (is_record(rows.keys.layout)) {
-    payload.set_array({}, value_bytes, Edge::end, rows.payload_flags);
-  } else {
-    payload.set_array(rows.values, value_bytes, rows.keys.edge, rows.payload_flags,
-                      rows.keys.slack_bytes);
-  }
-  auto* const nowhere = nowhere_.unreadable();
-  std::memset(&kctx, 0x3C, sizeof kctx);
-  kctx.colx_kctx_env = reinterpret_cast<colx_env*>(nowhere);
-  kctx.colx_kctx_selection = reinterpret_cast<uint64_t*>(nowhere);
-  kctx.colx_kctx_rows = reinterpret_cast<const uint32_t*>(nowhere);
-  kctx.colx_kctx_position = 0;
-  kctx.colx_kctx_key_offset = 0;
+void BuildStage::set_rows(const JoinRows& rows, unsigned value_bytes) {
+  set_columns(keys, payload, rows, value_bytes);
+  start_at_row_0(kctx, nowhere_.unreadable());
 }
 
 std::string BuildStage::damage() const {

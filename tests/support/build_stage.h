@@ -16,6 +16,7 @@
 #include "tests/oracle/hash_table_oracle.h"
 #include "tests/support/chosen_hash.h"
 #include "tests/support/guarded_pages.h"
+#include "tests/support/join_columns.h"
 #include "tests/support/key_column.h"
 #include "tests/support/table_memory.h"
 
@@ -32,21 +33,10 @@ struct BuildKernel {
 const std::vector<BuildKernel>& build_kernels();
 const BuildKernel& build_kernel_named(const std::string& name);
 
-struct BuildRows {
-  KeyBatch keys;
-  bool autorid = true;
-  uint64_t base_rid = 0;
-  std::vector<uint64_t> values;  // of an array; as many as rows
-  uint32_t payload_flags = 0;    // beside COLX_AUTORID
-};
-
-// Rows that fit a kernel: its layout, values as it wants them.
-BuildRows build_rows(const BuildKernel& kernel, std::vector<KeyRow> rows, Random& random);
-
 class BuildStage {
  public:
   // A new column at row 0 for the table as it stands.
-  void set_rows(const BuildRows& rows, unsigned value_bytes);
+  void set_rows(const JoinRows& rows, unsigned value_bytes);
 
   // Empty if the call does to table and kctx what the oracle says, and changes nothing else.
   std::string difference(const BuildKernel& kernel);

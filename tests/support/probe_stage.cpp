@@ -16,15 +16,6 @@ using oracle::RidValue;
 constexpr uint32_t k2v8 = COLX_HT_K2V8, k2v4 = COLX_HT_K2V4, k4v8 = COLX_HT_K4V8,
                    k4v4 = COLX_HT_K4V4;
 
-std::string kctx_difference(const colx_kctx& now, const colx_kctx& expected) {
-  std::string text = unlike("position", now.colx_kctx_position, expected.colx_kctx_position);
-  if (text.empty()) {
-    text = unlike("key_offset", now.colx_kctx_key_offset, expected.colx_kctx_key_offset);
-  }
-  if (text.empty() && !same_bytes(now, expected)) text = "changed: a field of kctx";
-  return text;
-}
-
 }  // namespace
 
 #define COLX_PROBE_KERNEL(form, layout, value)    \
@@ -42,38 +33,14 @@ uint32_t table_type(const ProbeKernel& kernel) {
   return kernel.form.form.type | (kernel.form.layout == KeyLayout::gd ? uint32_t{COLX_HT_GD} : 0);
 }
 
-ProbeRows probe_rows(const ProbeKernel& kernel, std::vector<KeyRow> rows, Random& random) {
-  ProbeRows all;
-  all.keys.layout = kernel.form.layout;
-  all.keys.edge = random.one_in(2) ? Edge::begin : Edge::end;
-  all.keys.width_bits = 8 * (8 + static_cast<uint32_t>(random.below(9)));
-  all.autorid = kernel.form.autorid;
-  all.base_rid = random.next();
-  for (size_t i = 0; i < rows.size(); ++i) all.values.push_back(random.next());
-  all.keys.rows = std::move(rows);
-  return all;
-}
-
 ProbeStage& probe_stage() {
   static ProbeStage stage;
   return stage;
 }
 
-void ProbeStage::set_rows(const ProbeRows& rows, unsigned value_bytes) {
-  keys.set(rows.keys);
-  if (rows.autorid) {
-    payload.set_autorid(rows.base_rid, rows.payload_flags);
-  } else {
-    payload.set_array(rows.values, value_bytes, rows.keys.edge, rows.payload_flags,
-                      rows.keys.slack_bytes);
-  }
-  auto* const nowhere = nowhere_.unreadable();
-  std::memset(&kctx, 0x3C, sizeof kctx);
-  kctx.colx_kctx_env = reinterpret_cast<colx_env*>(nowhere);
-  kctx.colx_kctx_selection = reinterpret_cast<uint64_t*>(nowhere);
-  kctx.colx_kctx_rows = reinterpret_cast<const uint32_t*>(nowhere);
-  kctx.colx_kctx_position = 0;
-  kctx.colx_kctx_key_offset = 0;
+void ProbeStage::set_rows(const JoinRows& rows, unsigned value_bytes) {
+  set_columns(keys, payload, rows, value_bytes);
+  start_at_row_0(kctx, nowhere_.unreadable());
 }
 
 void ProbeStage::set_room(uint32_t records, Place place) {

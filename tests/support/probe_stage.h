@@ -10,6 +10,7 @@
 #include "tests/oracle/probe_oracle.h"
 #include "tests/support/chosen_hash.h"
 #include "tests/support/guarded_pages.h"
+#include "tests/support/join_columns.h"
 #include "tests/support/key_column.h"
 #include "tests/support/table_memory.h"
 
@@ -25,21 +26,10 @@ struct ProbeKernel {
 const std::vector<ProbeKernel>& probe_kernels();
 uint32_t table_type(const ProbeKernel& kernel);
 
-struct ProbeRows {
-  KeyBatch keys;
-  bool autorid = true;
-  uint64_t base_rid = 0;
-  std::vector<uint64_t> values;  // of an array; as many as rows
-  uint32_t payload_flags = 0;    // beside COLX_AUTORID
-};
-
-// Rows that fit a kernel: its layout, values as it wants them.
-ProbeRows probe_rows(const ProbeKernel& kernel, std::vector<KeyRow> rows, Random& random);
-
 class ProbeStage {
  public:
   // A new column at row 0 for the table as it stands.
-  void set_rows(const ProbeRows& rows, unsigned value_bytes);
+  void set_rows(const JoinRows& rows, unsigned value_bytes);
   // An output for that many records, dirty, before a call.
   void set_room(uint32_t records, Place place = Place::end);
 

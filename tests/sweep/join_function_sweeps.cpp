@@ -52,7 +52,7 @@ std::string build_difference(uint64_t seed) {
   stage.table.set(shape);
   const auto rows = static_cast<uint32_t>(random.below(random.one_in(5) ? 1200 : 150));
   const auto tags = static_cast<uint32_t>(1 + random.below(60));
-  stage.set_rows(build_rows(kernel, meeting_rows(shape, rows, tags, random), random),
+  stage.set_rows(join_rows(kernel, meeting_rows(shape, rows, tags, random), random),
                  kernel.form.form.value_bytes);
   stage.part = random.one_in(4) ? static_cast<int32_t>(random.below(shape.partitions)) : -1;
   return stage.entry_difference();
@@ -71,7 +71,7 @@ std::string probe_difference(uint64_t seed) {
   Random table_tags(tags_seed), row_tags(tags_seed);
   fill_at_random(stage.table, keys, static_cast<uint32_t>(random.below(100)), tags, table_tags);
   const auto rows = static_cast<uint32_t>(random.below(random.one_in(5) ? 1200 : 150));
-  stage.set_rows(probe_rows(kernel, meeting_rows(shape, rows, tags, row_tags), random),
+  stage.set_rows(join_rows(kernel, meeting_rows(shape, rows, tags, row_tags), random),
                  kernel.form.form.value_bytes);
   stage.set_room(static_cast<uint32_t>(random.below(random.one_in(2) ? 30 : rows * 30 + 10)));
   return stage.entry_difference();
