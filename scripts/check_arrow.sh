@@ -5,7 +5,8 @@
 # usage: check_arrow.sh [BUILD_FOLDER]      where the tests were built; build-release if not given
 #
 # Installs DuckDB's Node binding, whose shared library it loads, from npm into the build folder,
-# once. Where that cannot be had it says so in one line and ends well: nothing was checked.
+# once, and npm first where that is missing. Where it cannot be had the last line says so and the
+# script ends well: nothing was checked.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
@@ -25,7 +26,7 @@ not_to_be_had() {
 }
 
 if [ ! -f "$library" ]; then
-  command -v npm >/dev/null || not_to_be_had "npm is missing"
+  scripts/install_packages.sh npm || not_to_be_had "npm is missing"
   mkdir -p "$work"
   timeout 300 npm install --prefix "$work" --no-audit --no-fund --fetch-retries=1 "$package" \
     >"$work/npm.log" 2>&1 ||

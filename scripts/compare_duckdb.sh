@@ -8,7 +8,7 @@
 #   --csv FILE   writes the table there as well: query,colx_ms,duckdb_ms,ratio,same_rows, the mean
 #                last
 #
-# Installs DuckDB's Node binding from npm into the build folder; needs node and npm.
+# Installs DuckDB's Node binding from npm into the build folder.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 csv=
@@ -27,12 +27,7 @@ if [ $# -gt 1 ] || ! [[ $scale =~ ^[0-9]*\.?[0-9]+$ ]]; then
 fi
 work=$root/build/duckdb
 
-for tool in node npm; do
-  command -v "$tool" >/dev/null || {
-    echo "$tool is missing: install Debian's nodejs and npm" >&2
-    exit 2
-  }
-done
+"$root/scripts/install_packages.sh" npm
 "$root/scripts/install_packages.sh" demo
 mkdir -p "$work/tables"
 {

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Makes sure that the Debian packages which the project needs are there. The one list of them.
 #
-# usage: install_packages.sh [demo|all]
+# usage: install_packages.sh [demo|all|npm]
 #
 #   demo  to build the library and the demo host
 #   all   also the tests, the benchmarks and the Clang variants (default)
+#   npm   node and npm, by which DuckDB is fetched, where they are not there already
 #
 # Installs what is missing through apt if it may (as root, or with a sudo that asks for no
 # password). Otherwise says what to install and ends with status 1. Silent if nothing is missing.
@@ -15,12 +16,17 @@ demo=(gcc g++ cmake make ninja-build libcli11-dev libfmt-dev libsqlite3-dev
 all=("${demo[@]}" binutils clang clang-format clang-tidy cppcheck doxygen dpkg-dev file
   gnuplot-nox libclang-rt-dev libgtest-dev libbenchmark-dev liblz4-dev libzstd-dev pkgconf
   python3 qemu-user)
+npm=(nodejs npm)
 
 case "${1-all}" in
   demo) wanted=("${demo[@]}") ;;
   all) wanted=("${all[@]}") ;;
+  npm)
+    wanted=("${npm[@]}")
+    if command -v node && command -v npm; then exit 0; fi >/dev/null
+    ;;
   *)
-    echo "usage: ${0##*/} [demo|all]" >&2
+    echo "usage: ${0##*/} [demo|all|npm]" >&2
     exit 2
     ;;
 esac
