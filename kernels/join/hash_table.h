@@ -26,11 +26,11 @@ inline constexpr uint8_t chained_mark = 0x80;
 
 // The used slots by header, a bit for each at a multiple of `stride`.
 template <unsigned stride>
-inline constexpr std::array<uint16_t, 256> used_slot_bits = [] {
-  std::array<uint16_t, 256> bits{};
+inline constexpr std::array<uint32_t, 256> used_slot_bits = [] {
+  std::array<uint32_t, 256> bits{};
   for (unsigned header = 0; header < 256; ++header)
     for (unsigned slot = 0; slot < (header & used_slots_mask) && slot * stride < 16; ++slot)
-      bits[header] |= static_cast<uint16_t>(1 << slot * stride);
+      bits[header] |= 1u << slot * stride;
   return bits;
 }();
 static_assert(used_slot_bits<1>[0x40] == 0 && used_slot_bits<1>[0xC9] == 0x1FF);
@@ -60,7 +60,7 @@ struct BucketForm {
 
   // The value of the first slot of a set, which must not be empty.
   COLX_INLINE static Value first_value(const uint8_t* bucket, uint32_t set) {
-    const size_t at = size_t{lowest_set_bit(set)} * (value_bytes / slot_stride);
+    const size_t at = lowest_set_index(set) * (value_bytes / slot_stride);
     return load_as<Value>(bucket + values_at + at);
   }
 
