@@ -24,7 +24,8 @@ inline constexpr uint8_t used_slots_mask = 0x0F;
 inline constexpr uint8_t unique_mark = 0x40;
 inline constexpr uint8_t chained_mark = 0x80;
 
-// The used slots by header, a bit for each at a multiple of `stride`.
+// The used slots by header, a bit for each at a multiple of `stride`; words, which a mask takes as
+// they lie.
 template <unsigned stride>
 inline constexpr std::array<uint32_t, 256> used_slot_bits = [] {
   std::array<uint32_t, 256> bits{};

@@ -14,13 +14,6 @@ namespace {
 
 using oracle::KeyLayout;
 
-struct Bits {
-  unsigned bucket;
-  unsigned part;
-  unsigned low;
-};
-constexpr Bits splits[] = {{0, 0, 0}, {3, 0, 0}, {0, 2, 0}, {2, 1, 0}, {1, 2, 1}, {2, 0, 2}};
-
 uint32_t type_of(const BuildKernel& kernel) {
   return kernel.form.form.type | (kernel.codes ? uint32_t{COLX_HT_GD} : 0);
 }
@@ -29,7 +22,7 @@ TEST(Build, EveryKernelOnEverySplitOfTheHash) {
   EXPECT_EQ(build_kernels().size(), 57u);
   BuildStage& stage = build_stage();
   for (const BuildKernel& kernel : build_kernels()) {
-    for (const Bits bits : splits) {
+    for (const HashSplit bits : hash_splits) {
       for (const uint32_t rows : {0u, 1u, 2u, 40u, 1023u, 1024u, 1025u}) {
         const uint64_t seed = mixed_seed(rows, bits.bucket + 10 * bits.part + 100 * bits.low);
         Random random(seed);

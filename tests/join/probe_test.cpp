@@ -13,13 +13,6 @@ namespace {
 using oracle::KeyLayout;
 using oracle::RidValue;
 
-struct Bits {
-  unsigned bucket;
-  unsigned part;
-  unsigned low;
-};
-constexpr Bits splits[] = {{0, 0, 0}, {3, 0, 0}, {0, 2, 0}, {2, 1, 0}, {1, 2, 1}, {2, 0, 2}};
-
 TableKeys table_keys(KeyLayout layout) {
   return layout == KeyLayout::gd ? TableKeys::codes : TableKeys::tags;
 }
@@ -39,7 +32,7 @@ TEST(Probe, EveryKernelOnEverySplitOfTheHash) {
   ProbeStage& stage = probe_stage();
   for (const ProbeKernel& kernel : probe_kernels()) {
     uint64_t records = 0;
-    for (const Bits bits : splits) {
+    for (const HashSplit bits : hash_splits) {
       for (const uint32_t rows : {0u, 1u, 2u, 40u, 1023u, 1024u, 1025u, 2100u}) {
         const uint64_t seed = mixed_seed(rows, bits.bucket + 10 * bits.part + 100 * bits.low);
         Random random(seed);

@@ -38,6 +38,15 @@ struct TableShape {
 TableShape table_shape(uint32_t type, unsigned bucket_bits, unsigned part_bits, unsigned low_bits,
                        uint32_t over_buckets);
 
+// Fields of the hash by their bits: none, bucket or partition alone, two of them, all.
+struct HashSplit {
+  unsigned bucket;
+  unsigned part;
+  unsigned low;
+};
+inline constexpr HashSplit hash_splits[] = {{0, 0, 0}, {3, 0, 0}, {0, 2, 0},
+                                            {2, 1, 0}, {1, 2, 1}, {2, 0, 2}};
+
 std::string describe(const TableShape& shape);
 
 class TableMemory {
